@@ -1,0 +1,41 @@
+// The UDP relay: queries from clients are answered from the cache and forwarded, answers from name servers go to every
+// client that waits for the name.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace quenvar {
+
+/// Set by the first datagram that arrives from upstream, never cleared.
+extern bool UpstreamAnswered;
+
+/// The source of an answer that comes from the cache.
+inline constexpr const char* kFromCache = "*";
+
+/// A query has arrived at UDPPort2. It is counted, logged, entered as pending, answered from the cache where the name is
+/// stored, and in every case forwarded, byte for byte.
+void OnClientDatagram(std::string_view message, const std::string& clientAddress, std::int32_t clientPort);
+
+/// An answer has arrived at UDPPort1. It is stored, whether or not a client waits for it, and delivered.
+void OnServerDatagram(std::string_view message, const std::string& serverAddress, std::int32_t serverPort);
+
+/// Sends `answer`, unchanged, to every client that waits for `name`, oldest first. `source` is a server address or
+/// kFromCache; from the cache, the requests stay pending so that the time gained can be measured.
+void DeliverAnswer(const std::string& name, std::string_view answer, const std::string& source);
+
+/// Sends the query to every enabled server in slot order, and lets events run between.
+void ForwardToAll(std::string_view message);
+
+/// Sends the query to BestServer, if there is one.
+void ForwardToBest(std::string_view message);
+
+/// The enabled row with the most first answers, of equals the lowest; -1 when no row is enabled or UDPPort1 is not
+/// active.
+int BestServer();
+
+/// Sends one datagram from UDPPort2.
+void SendToClient(const std::string& address, std::int32_t port, std::string_view answer);
+
+}  // namespace quenvar

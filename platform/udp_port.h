@@ -1,0 +1,41 @@
+// A UDP socket over IPv4, in the manner of a socket control: it is set up, activated, and calls a handler for each
+// datagram that arrives.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace quenvar {
+
+/// The error number of a local address that another program has already taken. All other error numbers of the socket
+/// layer are those of the operating system.
+inline constexpr int kErrorAddressInUse = 25049;
+
+class UdpPort {
+ public:
+  /// `address` is dotted decimal IPv4 text. `message` stays as it is until the handler returns, also when the handler
+  /// lets events run.
+  using DataArrived = void (*)(std::string_view message, const std::string& address, std::int32_t port);
+
+  virtual ~UdpPort() = default;
+
+  virtual void SetDataArrived(DataArrived handler) = 0;
+  virtual void Deactivate() = 0;
+  /// 0 means any free port.
+  virtual void SetLocalPort(std::uint16_t port) = 0;
+  virtual void SetAcceptData(bool accept) = 0;
+  /// Binds the local port on all interfaces. 0, or the error number: kErrorAddressInUse where the port is taken.
+  virtual int Activate() = 0;
+  virtual bool Active() const = 0;
+
+  virtual const std::string& RemoteHost() const = 0;
+  virtual std::int32_t RemotePort() const = 0;
+  /// Dotted decimal IPv4 text. Any other text makes Send fail; a name is never looked up.
+  virtual void SetRemoteHost(const std::string& address) = 0;
+  virtual void SetRemotePort(std::int32_t port) = 0;
+  /// Sends one datagram to the remote host and port. False when it could not be sent.
+  virtual bool Send(std::string_view message) = 0;
+};
+
+}  // namespace quenvar
