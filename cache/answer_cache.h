@@ -1,4 +1,9 @@
 // The answer cache: whole answer messages by question name, kept on disk without expiry.
+//
+// A message is longer than a field of the database, so it is kept as a chain of records under 255-byte fields. The first
+// record's key is the upper-cased name. A record begins with a byte that says what it is:
+//   code 0: the last record; the rest of the message follows,
+//   code 1: 249 bytes of the message follow, then the five-byte key of the next record.
 #pragma once
 
 #include <string>
@@ -10,13 +15,29 @@ namespace quenvar {
 /// that fails, a log line says so and the program runs on without a cache.
 void OpenCache();
 
-/// The answer stored for a name, found without case. Empty when there is none or its records are broken.
-std::string CacheLookup(std::string_view name);
+/// Makes an empty database. A failure shows when it is opened.
+void CreateCache();
 
-/// Stores or replaces the answer for a name. Failures are ignored.
-void CacheStore(std::string_view name, std::string_view value);
+/// Closes the database; look-ups then find nothing and stores do nothing.
+void CloseCache();
 
 /// Throws all entries away: closes the database, deletes its file and makes it anew.
 void DeleteWholeCache();
+
+/// The answer stored for a name, found without case. Empty when there is none or its records are broken.
+std::string CacheLookup(std::string_view name);
+
+/// Stores or replaces the answer for a name, as a whole or, on failure, not at all. Failures are ignored.
+void CacheStore(std::string_view name, std::string_view value);
+
+/// Removes a record and those that continue it. False when the database refused.
+bool CacheDeleteChain(std::string_view key);
+
+/// Writes one record, `piece` being its bytes with the leading code, in place of any chain under that key. False when
+/// the database refused.
+bool CacheInsertRecord(std::string_view key, std::string_view piece);
+
+/// A key of five random bytes, none of them 0, under which no answer is stored.
+std::string NewContinuationKey();
 
 }  // namespace quenvar

@@ -14,8 +14,8 @@ extern bool UpstreamAnswered;
 /// The source of an answer that comes from the cache.
 inline constexpr const char* kFromCache = "*";
 
-/// A query has arrived at UDPPort2. It is counted, logged, entered as pending, answered from the cache where the name is
-/// stored, and in every case forwarded, byte for byte.
+/// A query has arrived at UDPPort2. It is counted, logged, entered as pending, answered from the cache where the name
+/// is stored, and in every case forwarded, byte for byte.
 void OnClientDatagram(std::string_view message, const std::string& clientAddress, std::int32_t clientPort);
 
 /// An answer has arrived at UDPPort1. It is stored, whether or not a client waits for it, and delivered.

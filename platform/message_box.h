@@ -13,7 +13,8 @@ class MessageBoxes {
   virtual ~MessageBoxes() = default;
 
   /// Shows a modal box with plain text and returns the user's answer. Sockets and timers are served while it is open.
-  /// A box with this title and text that is open already is not opened a second time: the answer is then Cancel at once.
+  /// A box with this title and text that is open already is not opened a second time: the answer is then Cancel at
+  /// once.
   virtual BoxAnswer Show(const std::string& text, const std::string& title, BoxIcon icon, BoxButtons buttons) = 0;
 };
 

@@ -25,8 +25,8 @@ class Network {
 
   /// At most 255 characters; empty when the host has no name.
   virtual std::string HostName() = 0;
-  /// The host's own IPv4 addresses, read from its interfaces and never by a DNS query: the machine's resolver usually is
-  /// this program, which would wait for itself. Loopback addresses are not among them.
+  /// The host's own IPv4 addresses, read from its interfaces and never by a DNS query: the machine's resolver usually
+  /// is this program, which would wait for itself. Loopback addresses are not among them.
   virtual std::vector<Address> HostAddresses(const std::string& hostName) = 0;
 };
 

@@ -35,11 +35,7 @@ extern Boolean16 ServerListChanged;
 extern ServerTableView* serverTable;
 extern CorrectionDialog* correctionDialog;
 
-/// Empty when `text` can be the address of a name server, else what is wrong with it, to be shown to the user. More than
-/// four parts and empty parts are accepted; that is intended.
-std::string ValidateAddress(const std::string& text);
-
-/// True when the row holds an address that passes ValidateAddress.
+/// True when the row holds an address that passes ValidateAddress (settings/address.h).
 bool IsServerUsable(int row);
 
 /// Raised when editing of a row's address cell ends with `cellText` in it: clears the row, asks for a correction, or
@@ -66,6 +62,6 @@ std::string CreditWinner(const std::string& serverAddress);
 void MarkResponded(const std::string& serverAddress);
 
 /// Ages the rows' counters where needed and brings the table up to date.
-void RefreshServerTable();
+void MakeListView();
 
 }  // namespace quenvar

@@ -1,0 +1,160 @@
+// Asks a name server for fresh names and measures what comes back.
+//
+//   load_generator ADDRESS [--queries N] [--outstanding N] [--rate QUERIES_PER_SECOND] [--pid PID]
+//
+// Without a rate it asks as fast as answers come, with at most `outstanding` queries under way. With --pid it reads the
+// CPU time of that process before and after, so it must run where that process can be seen. It prints one line:
+//
+//   queries_per_second median_us percentile99_us lost cpu_us_per_query
+#include <getopt.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+#include "dns_wire.h"
+
+namespace {
+
+constexpr double kGiveUpSeconds = 2;
+
+struct Options {
+  int queries = 20000;
+  int outstanding = 100;
+  double rate = 0;
+  int pid = 0;
+};
+
+struct Measured {
+  std::vector<double> latencySeconds;
+  double seconds = 0;
+  double cpuSeconds = std::nan("");
+};
+
+double ReadClock(clockid_t clock) {
+  timespec time;
+  if (clock_gettime(clock, &time) != 0) return std::nan("");
+  return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+}
+
+double Now() { return ReadClock(CLOCK_MONOTONIC); }
+
+double CpuSeconds(int pid) {
+  clockid_t clock;
+  return pid > 0 && clock_getcpuclockid(pid, &clock) == 0 ? ReadClock(clock) : std::nan("");
+}
+
+Options ReadOptions(int argc, char** argv) {
+  static const option kNames[] = {{"queries", required_argument, nullptr, 'q'},
+                                  {"outstanding", required_argument, nullptr, 'o'},
+                                  {"rate", required_argument, nullptr, 'r'},
+                                  {"pid", required_argument, nullptr, 'p'},
+                                  {}};
+  Options options;
+  for (int c; (c = getopt_long(argc, argv, "", kNames, nullptr)) != -1;) {
+    if (c == 'q') options.queries = std::atoi(optarg);
+    if (c == 'o') options.outstanding = std::clamp(std::atoi(optarg), 1, 65535);
+    if (c == 'r') options.rate = std::atof(optarg);
+    if (c == 'p') options.pid = std::atoi(optarg);
+    if (c == '?') std::exit(2);
+  }
+  return options;
+}
+
+int OpenSocket(const sockaddr_in& server) {
+  const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK, 0);
+  const int bufferBytes = 4 << 20;
+  setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &bufferBytes, sizeof bufferBytes);
+  if (connect(fd, reinterpret_cast<const sockaddr*>(&server), sizeof server) == 0) return fd;
+  std::perror("load_generator");
+  std::exit(1);
+}
+
+class Generator {
+ public:
+  Generator(int fd, const Options& options) : fd_(fd), options_(options) {}
+
+  Measured Run() {
+    const double cpuBefore = CpuSeconds(options_.pid);
+    const double start = lastAnswer_ = Now();
+    while (answered_ < options_.queries && Now() - lastAnswer_ < kGiveUpSeconds) {
+      while (MaySend(start)) Ask();
+      WaitForAnswer(start);
+      Collect();
+    }
+    measured_.seconds = lastAnswer_ - start;
+    measured_.cpuSeconds = CpuSeconds(options_.pid) - cpuBefore;
+    return measured_;
+  }
+
+ private:
+  double NextSendTime(double start) const { return options_.rate > 0 ? start + sent_ / options_.rate : start; }
+
+  bool MaySend(double start) const {
+    return sent_ < options_.queries && sent_ - answered_ < options_.outstanding && NextSendTime(start) <= Now();
+  }
+
+  void Ask() {
+    // The process number keeps the names of one run apart from those of the run before.
+    static const std::string run = "bench-" + std::to_string(getpid()) + "-";
+    const auto identifier = static_cast<std::uint16_t>(sent_);
+    const std::string query = bench::Query(identifier, run + std::to_string(sent_++));
+    sentAt_[identifier] = Now();
+    if (send(fd_, query.data(), query.size(), 0) < 0) std::perror("load_generator");
+  }
+
+  void WaitForAnswer(double start) {
+    pollfd arrival = {fd_, POLLIN, 0};
+    const bool paced = options_.rate > 0 && sent_ < options_.queries;
+    const double wait = paced ? std::max(0.0, NextSendTime(start) - Now()) : kGiveUpSeconds;
+    const timespec limit = {static_cast<time_t>(wait), static_cast<long>(1e9 * (wait - std::floor(wait)))};
+    ppoll(&arrival, 1, &limit, nullptr);
+  }
+
+  void Collect() {
+    unsigned char message[65536];
+    while (recv(fd_, message, sizeof message, 0) >= 2) {
+      double& sentAt = sentAt_[static_cast<std::size_t>(message[0] * 256 + message[1])];
+      if (sentAt == 0) continue;
+      lastAnswer_ = Now();
+      measured_.latencySeconds.push_back(lastAnswer_ - sentAt);
+      sentAt = 0;
+      ++answered_;
+    }
+  }
+
+  int fd_;
+  Options options_;
+  Measured measured_;
+  std::vector<double> sentAt_ = std::vector<double>(65536);
+  double lastAnswer_ = 0;
+  int sent_ = 0;
+  int answered_ = 0;
+};
+
+double Percentile(const std::vector<double>& sorted, double share) {
+  return sorted.empty() ? std::nan("")
+                        : sorted[static_cast<std::size_t>(share * static_cast<double>(sorted.size() - 1))];
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const Options options = ReadOptions(argc, argv);
+  if (optind + 1 != argc) {
+    std::fprintf(stderr, "usage: load_generator ADDRESS [--queries N] [--outstanding N] [--rate N] [--pid PID]\n");
+    return 2;
+  }
+  Measured measured = Generator(OpenSocket(bench::AddressOrExit(argv[optind], 53)), options).Run();
+  auto& latency = measured.latencySeconds;
+  std::sort(latency.begin(), latency.end());
+  const double answered = static_cast<double>(latency.size());
+  std::printf("%.0f %.1f %.1f %.0f %.3f\n", answered / measured.seconds, 1e6 * Percentile(latency, 0.5),
+              1e6 * Percentile(latency, 0.99), options.queries - answered, 1e6 * measured.cpuSeconds / answered);
+}

@@ -1,0 +1,64 @@
+#include "cache/answer_cache.h"
+
+#include <algorithm>
+
+#include "base/text.h"
+#include "engine/event_log.h"
+#include "engine/startup.h"
+#include "platform/files.h"
+#include "platform/platform.h"
+#include "platform/record_store.h"
+
+namespace quenvar {
+
+namespace {
+
+constexpr const char* kDatabaseName = "DNSCACHE.MDB";
+constexpr const char* kWorkName = "TEMP.MDB";
+
+std::string DatabasePath() { return AppPath + kDatabaseName; }
+
+bool DatabaseExists() {
+  const std::vector<std::string> names = platform.files->List(AppPath);
+  return std::any_of(names.begin(), names.end(),
+                     [](const std::string& name) { return EqualWithoutCase(name, kDatabaseName); });
+}
+
+// A damaged file is never opened: what can be read of it is no answer to rely on.
+RecordStore::Result RepairCompactAndOpen() {
+  RecordStore& records = *platform.records;
+  if (RecordStore::Result repaired = records.Repair(DatabasePath()); repaired.Failed()) return repaired;
+  records.Compact(DatabasePath(), AppPath + kWorkName);
+  return records.Open(DatabasePath());
+}
+
+RecordStore::Result OpenNew() {
+  platform.records->Close();
+  platform.records->DeleteFile(DatabasePath());
+  CreateCache();
+  return platform.records->Open(DatabasePath());
+}
+
+}  // namespace
+
+void OpenCache() {
+  if (!DatabaseExists()) CreateCache();
+  RecordStore::Result opened = RepairCompactAndOpen();
+  if (opened.Failed()) opened = OpenNew();
+  if (!opened.Failed()) opened = platform.records->OpenTable();
+  if (!opened.Failed()) return;
+  platform.records->Close();
+  WriteFailureToLog("Error opening Database!!" + std::to_string(opened.number) + ": " + opened.description);
+}
+
+void CreateCache() { platform.records->Create(DatabasePath()); }
+
+void CloseCache() { platform.records->Close(); }
+
+void DeleteWholeCache() {
+  CloseCache();
+  platform.records->DeleteFile(DatabasePath());
+  OpenCache();
+}
+
+}  // namespace quenvar

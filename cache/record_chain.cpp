@@ -1,0 +1,108 @@
+#include <string>
+#include <string_view>
+
+#include "base/text.h"
+#include "cache/answer_cache.h"
+#include "platform/platform.h"
+#include "platform/process.h"
+#include "platform/record_store.h"
+
+namespace quenvar {
+
+namespace {
+
+constexpr char kLast = '\0';
+constexpr char kContinued = '\1';
+constexpr std::size_t kPayload = 249;
+constexpr std::size_t kKeyLength = 5;
+
+// No datagram needs more records, so that a longer chain must be a ring.
+constexpr int kMostRecords = 65535 / kPayload + 1;
+
+bool IsLast(std::string_view piece) { return !piece.empty() && piece.front() == kLast; }
+
+/// Only for pieces that are not the last. Empty when the piece is too short to hold a key.
+std::string_view NextKey(std::string_view piece) {
+  return piece.size() > kKeyLength ? piece.substr(piece.size() - kKeyLength) : std::string_view();
+}
+
+std::string Piece(char code, std::string_view payload, std::string_view nextKey = {}) {
+  std::string piece(1, code);
+  return piece.append(payload).append(nextKey);
+}
+
+bool WriteChain(std::string_view name, std::string_view value) {
+  if (!CacheDeleteChain(name)) return false;
+  std::string key(name);
+  while (value.size() > kPayload) {
+    const std::string next = NewContinuationKey();
+    if (!CacheInsertRecord(key, Piece(kContinued, value.substr(0, kPayload), next))) return false;
+    value.remove_prefix(kPayload);
+    key = next;
+  }
+  return CacheInsertRecord(key, Piece(kLast, value));
+}
+
+// By far the most answers are short and replace a short one, which is done in place.
+bool WriteAnswer(std::string_view name, std::string_view value) {
+  if (value.size() < kPayload) {
+    const std::optional<std::string_view> old = platform.records->Seek(UpperCase(name));
+    if (old && IsLast(*old)) return platform.records->Update(Piece(kLast, value));
+  }
+  return WriteChain(name, value);
+}
+
+}  // namespace
+
+std::string CacheLookup(std::string_view name) {
+  std::string value;
+  std::string key = UpperCase(name);
+  for (int i = 0; i < kMostRecords; ++i) {
+    const std::optional<std::string_view> piece = platform.records->Seek(key);
+    if (!piece || piece->empty()) return {};
+    if (IsLast(*piece)) return value.append(piece->substr(1));
+    const std::string_view next = NextKey(*piece);
+    if (next.empty()) return {};
+    value.append(piece->substr(1, piece->size() - 1 - kKeyLength));
+    key = UpperCase(next);
+  }
+  return {};
+}
+
+void CacheStore(std::string_view name, std::string_view value) {
+  RecordStore& records = *platform.records;
+  if (!records.Begin()) return;
+  if (WriteAnswer(name, value)) {
+    records.Commit();
+  } else {
+    records.Rollback();
+  }
+}
+
+bool CacheDeleteChain(std::string_view key) {
+  RecordStore& records = *platform.records;
+  std::string next = UpperCase(key);
+  // A ring ends too, at the record that was deleted first.
+  while (const std::optional<std::string_view> piece = records.Seek(next)) {
+    next = IsLast(*piece) ? std::string() : UpperCase(NextKey(*piece));
+    if (!records.Delete()) return false;
+    if (next.empty()) break;
+  }
+  return true;
+}
+
+bool CacheInsertRecord(std::string_view key, std::string_view piece) {
+  const std::string upper = UpperCase(key);
+  if (platform.records->Seek(upper) && !CacheDeleteChain(upper)) return false;
+  return platform.records->Insert(upper, piece);
+}
+
+std::string NewContinuationKey() {
+  std::string key(kKeyLength, '\0');
+  do {
+    for (char& c : key) c = static_cast<char>(static_cast<int>(255 * platform.process->Random()) + 1);
+  } while (!CacheLookup(key).empty());
+  return key;
+}
+
+}  // namespace quenvar

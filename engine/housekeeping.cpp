@@ -1,0 +1,61 @@
+#include "engine/housekeeping.h"
+
+#include "base/numbers.h"
+#include "engine/pending_table.h"
+#include "engine/shutdown.h"
+#include "engine/window_state.h"
+#include "platform/clock.h"
+#include "platform/platform.h"
+#include "settings/server_list.h"
+#include "settings/settings_file.h"
+#include "settings/statistics.h"
+
+namespace quenvar {
+
+std::int16_t HousekeepingTicks = 0;
+
+namespace {
+
+constexpr std::int16_t kTicksWrap = 10000;
+constexpr int kTableEveryTicks = 3;
+constexpr int kFirstSaveTick = 20;
+constexpr int kSaveEveryTicks = 60;
+constexpr std::int32_t kExpiryMilliseconds = 40000;
+
+bool Expired(const PendingRequest& request) {
+  const auto elapsed = TickDiff(request.SentAt, platform.clock->MillisecondTick());
+  return elapsed && *elapsed > kExpiryMilliseconds;
+}
+
+// The bound of the loop stays what it was before the first removal. A record that moves into a freed slot is looked at
+// on the next tick, and the slots that fell free at the end are looked at with the copies that they still hold; both
+// are intended.
+void RemoveExpired() {
+  const int count = PendingCount;
+  for (int index = 0; index < count; ++index) {
+    const PendingRequest& request = PendingTable[static_cast<std::size_t>(index)];
+    if (!Expired(request)) continue;
+    if (request.Waits()) {
+      Increment(NOTANSWERED);
+      UpDateStatistic();
+    }
+    RemovePending(index);
+  }
+}
+
+}  // namespace
+
+void OnTimer1() {
+  SweepPending();
+  UpDateStatistic();
+}
+
+void SweepPending() {
+  if (QuitRequested != kFalse) return UnloadMainWindow(UnloadMode::Code);
+  if (HousekeepingTicks % kTableEveryTicks == 0 && CurrentPage == kServerPage) MakeListView();
+  if ((HousekeepingTicks - kFirstSaveTick) % kSaveEveryTicks == 0) SaveAllSettings();
+  if (++HousekeepingTicks == kTicksWrap) HousekeepingTicks = 0;
+  RemoveExpired();
+}
+
+}  // namespace quenvar

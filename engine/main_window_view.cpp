@@ -1,0 +1,15 @@
+#include "engine/main_window_view.h"
+
+namespace quenvar {
+
+namespace {
+
+MainWindowView noWindow;
+TrayView noTray;
+
+}  // namespace
+
+MainWindowView* mainWindow = &noWindow;
+TrayView* tray = &noTray;
+
+}  // namespace quenvar

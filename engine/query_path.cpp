@@ -1,0 +1,147 @@
+#include "engine/query_path.h"
+
+#include <optional>
+
+#include "base/numbers.h"
+#include "cache/answer_cache.h"
+#include "engine/event_log.h"
+#include "engine/pending_table.h"
+#include "engine/query_name.h"
+#include "platform/clock.h"
+#include "platform/event_loop.h"
+#include "platform/platform.h"
+#include "platform/udp_port.h"
+#include "settings/options.h"
+#include "settings/server_list.h"
+#include "settings/statistics.h"
+
+namespace quenvar {
+
+bool UpstreamAnswered = false;
+
+namespace {
+
+constexpr std::int32_t kDnsPort = 53;
+
+PendingRequest& Request(int index) { return PendingTable[static_cast<std::size_t>(index)]; }
+
+bool CanAsk(std::size_t slot) { return platform.UDPPort1->Active() && ServerEnabled[slot] != kFalse; }
+
+void SendToServer(std::size_t slot, std::string_view message) {
+  platform.UDPPort1->SetRemoteHost(ServerAddress[slot]);
+  platform.UDPPort1->SetRemotePort(kDnsPort);
+  platform.UDPPort1->Send(message);
+}
+
+void AnswerClient(const PendingRequest& request, std::string_view answer) {
+  SendToClient(request.ClientAddressText(), request.ClientPort, answer);
+}
+
+// A wait that cannot be computed because the tick counter wrapped within it leaves no line.
+void LogAnswer(const std::string& source, const std::string& shownName, const PendingRequest& request) {
+  const auto elapsed = TickDiff(request.SentAt, platform.clock->MillisecondTick());
+  if (elapsed) WriteLog("A: " + source + ": " + shownName + " [in" + std::to_string(*elapsed) + "ms]");
+}
+
+// The one tick that means "still waiting" is moved by a millisecond.
+std::int32_t TickOfAnswer() {
+  const std::int32_t now = platform.clock->MillisecondTick();
+  return now == kStillWaiting ? now + 1 : now;
+}
+
+void DeliverFromServer(int index, const std::string& shownName, std::string_view answer, const std::string& server) {
+  Increment(ADNS);
+  LogAnswer(CreditWinner(server), shownName, Request(index));
+  AnswerClient(Request(index), answer);
+  RemovePending(index);
+  MakeListView();
+}
+
+void DeliverFromCache(int index, const std::string& shownName, std::string_view answer) {
+  Request(index).AnsweredAt = TickOfAnswer();
+  Increment(ACACHE);
+  LogAnswer("CACHE", shownName, Request(index));
+  AnswerClient(Request(index), answer);
+}
+
+// A request that the cache has answered is settled by the server's own answer: the time between the two is the gain.
+void SettleCacheAnswered(const std::string& name) {
+  const int index = FindCacheAnswered(name);
+  if (index == -1) return;
+  const auto gained = TickDiff(Request(index).AnsweredAt, platform.clock->MillisecondTick());
+  if (gained && NoCache == kFalse) WTIME += *gained;
+  RemovePending(index);
+}
+
+}  // namespace
+
+void OnClientDatagram(std::string_view message, const std::string& clientAddress, std::int32_t clientPort) {
+  Increment(TOTALQ);
+  UpDateStatistic();
+  const std::string name = ParseQueryName(message);
+  WriteLog("Q: " + clientAddress + " for: " + DisplayName(name));
+  const PendingRequest request = MakeRequest(name, clientAddress, clientPort);
+  const std::string answer = NoCache == kFalse ? CacheLookup(name) : std::string();
+  AddPending(request);
+  if (answer.empty()) return ForwardToAll(message);
+  DeliverAnswer(name, answer, kFromCache);
+  // The cache is refreshed and its gain measured by every query; before any server was heard, by all of them.
+  if (UpstreamAnswered)
+    ForwardToBest(message);
+  else
+    ForwardToAll(message);
+}
+
+void OnServerDatagram(std::string_view message, const std::string& serverAddress, std::int32_t /*serverPort*/) {
+  UpstreamAnswered = true;
+  const std::string name = ParseQueryName(message);
+  if (NoCache == kFalse) CacheStore(name, message);
+  DeliverAnswer(name, message, serverAddress);
+  MarkResponded(serverAddress);
+}
+
+void DeliverAnswer(const std::string& name, std::string_view answer, const std::string& source) {
+  const std::string shownName = DisplayName(name);
+  const bool fromCache = source == kFromCache;
+  for (int index = FindWaiting(name); index != -1; index = FindWaiting(name)) {
+    if (fromCache)
+      DeliverFromCache(index, shownName, answer);
+    else
+      DeliverFromServer(index, shownName, answer, source);
+  }
+  if (!fromCache) SettleCacheAnswered(name);
+}
+
+void ForwardToAll(std::string_view message) {
+  for (std::size_t slot = 0; slot < kServerRows; ++slot) {
+    if (CanAsk(slot)) SendToServer(slot, message);
+    platform.events->Yield();
+  }
+  platform.events->Yield();
+}
+
+void ForwardToBest(std::string_view message) {
+  if (const int best = BestServer(); best != -1) SendToServer(static_cast<std::size_t>(best), message);
+}
+
+int BestServer() {
+  int best = -1;
+  std::int16_t bestCount = 0;
+  for (std::size_t slot = 0; slot < kServerRows; ++slot) {
+    if (!CanAsk(slot) || (best != -1 && ServerWinning[slot] <= bestCount)) continue;
+    best = static_cast<int>(slot);
+    bestCount = std::max(bestCount, ServerWinning[slot]);
+  }
+  return best;
+}
+
+void SendToClient(const std::string& address, std::int32_t port, std::string_view answer) {
+  UdpPort& socket = *platform.UDPPort2;
+  if (socket.RemoteHost() != address || socket.RemotePort() != port) {
+    socket.SetRemoteHost(address);
+    socket.SetRemotePort(port);
+  }
+  socket.Send(answer);
+}
+
+}  // namespace quenvar

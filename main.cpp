@@ -1,0 +1,104 @@
+// Makes the outside world and the windows, hands control to Startup (engine/startup.h), and runs the message loop.
+
+#include <sys/resource.h>
+
+#include <QApplication>
+#include <QStandardPaths>
+#include <QTimer>
+
+#include "engine/housekeeping.h"
+#include "engine/shutdown.h"
+#include "engine/startup.h"
+#include "platform/platform.h"
+#include "platform/posix/disk_files.h"
+#include "platform/posix/host_network.h"
+#include "platform/posix/profile_file.h"
+#include "platform/posix/system_clock.h"
+#include "platform/qt/end_requests.h"
+#include "platform/qt/qt_event_loop.h"
+#include "platform/qt/qt_message_boxes.h"
+#include "platform/qt/qt_process.h"
+#include "platform/qt/qt_timer.h"
+#include "platform/qt/socket_udp_port.h"
+#include "platform/qt/tcp_clients.h"
+#include "platform/qt/tcp_listener.h"
+// WN#include "platform/qt/wait_notice.h"
+#include "platform/sqlite/sqlite_record_store.h"
+#include "settings/statistics.h"
+#include "ui/main_window.h"
+#include "ui/pictures.h"
+#include "ui/tray_icon.h"
+
+using namespace quenvar;
+
+namespace {
+
+// Every TCP client holds two descriptors, and the usual soft limit of 1024 is soon reached.
+void RaiseDescriptorLimit() {
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+  limit.rlim_cur = limit.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+std::string UserPath(QStandardPaths::StandardLocation location, const char* name) {
+  return QStandardPaths::writableLocation(location).toStdString() + "/" + name;
+}
+
+void EndSession() { UnloadMainWindow(UnloadMode::SessionEnd); }
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  RaiseDescriptorLimit();
+  // Qt's own event dispatcher costs less per datagram than the one it borrows from GLib.
+  qputenv("QT_NO_GLIB", "1");
+  QApplication::setStyle("Windows");
+  QApplication application(argc, argv);
+  QApplication::setApplicationName("quenvar");
+  QApplication::setQuitOnLastWindowClosed(false);
+  QApplication::setWindowIcon(ProgramIcon());
+
+  SystemClock clock;
+  QtEventLoop events;
+  DiskFiles files(UserPath(QStandardPaths::GenericDataLocation, "quenvar"));
+  QtMessageBoxes boxes;
+  HostNetwork network;
+  ProfileFile profile(UserPath(QStandardPaths::GenericConfigLocation, "QUENVAR.INI"));
+  // WN  QtWaitNotice waitNotice;
+  QTimer flushTimer;
+  flushTimer.setSingleShot(true);
+  flushTimer.setInterval(SqliteRecordStore::kGroupTime);
+  SqliteRecordStore records(nullptr, [&flushTimer] { flushTimer.start(); });
+  QObject::connect(&flushTimer, &QTimer::timeout, [&records] { records.Flush(); });
+  QtTimer timer(&OnTimer1);
+  SocketUdpPort upstream(events);
+  SocketUdpPort downstream(events);
+  SocketTcpListener listener;
+  SocketTcpClients clients;
+  EndRequests endRequests(&EndSession);
+  const Version version{QUENVAR_VERSION_MAJOR, QUENVAR_VERSION_MINOR, QUENVAR_VERSION_REVISION};
+  const std::string lockPath = UserPath(QStandardPaths::RuntimeLocation, "quenvar.lock");
+  QtProcess process(version, QString::fromStdString(lockPath), boxes, [&] {
+    timer.Stop();
+    upstream.Deactivate();
+    downstream.Deactivate();
+    listener.CloseAll();
+    clients.CloseAll();
+    tray->RemoveTrayIcon();
+    endRequests.Release();
+  });
+  platform = {&clock,   &events,   &files,   &boxes, &network,  &process,   &profile,
+              &records, &listener, &clients, &timer, &upstream, &downstream};
+
+  Quenvar_Mainform window;
+  TrayIcon trayIcon(QApplication::windowIcon());
+  mainWindow = &window;
+  tray = &trayIcon;
+  logView = window.Log();
+  statisticsView = window.Statistics();
+  optionsView = &window;
+
+  Startup();
+  return events.Run();
+}

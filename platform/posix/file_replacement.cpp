@@ -1,0 +1,92 @@
+#include "platform/posix/file_replacement.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <utility>
+
+namespace quenvar {
+
+namespace {
+
+constexpr mode_t kNewFileMode = 0644;
+
+class Descriptor {
+ public:
+  explicit Descriptor(int openFile) : file(openFile) {}
+  ~Descriptor() { Close(); }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  int Get() const { return file; }
+  bool Ok() const { return file >= 0; }
+  bool Close() { return file < 0 || close(std::exchange(file, -1)) == 0; }
+
+ private:
+  int file;
+};
+
+bool WriteAll(int file, std::string_view content) {
+  while (!content.empty()) {
+    const ssize_t count = write(file, content.data(), content.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return false;
+    content.remove_prefix(static_cast<std::size_t>(count));
+  }
+  return true;
+}
+
+void TakeOwnerAndMode(int file, const std::string& path) {
+  struct stat state {};
+  if (stat(path.c_str(), &state) != 0) return;
+  // Fails for another user's file where this one may not give files away; the content matters more.
+  [[maybe_unused]] const int owner = fchown(file, state.st_uid, state.st_gid);
+  fchmod(file, state.st_mode & 07777);
+}
+
+bool WriteNewFile(const std::string& path, const std::string& oldPath, std::string_view content) {
+  Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, kNewFileMode));
+  if (!file.Ok()) return false;
+  TakeOwnerAndMode(file.Get(), oldPath);
+  return WriteAll(file.Get(), content) && fsync(file.Get()) == 0 && file.Close();
+}
+
+void SyncDirectoryOf(const std::string& path) {
+  const std::string directory = std::filesystem::path(path).parent_path();
+  const Descriptor opened(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (opened.Ok()) fsync(opened.Get());
+}
+
+}  // namespace
+
+std::optional<std::string> ReadWholeFile(const std::string& path) {
+  const Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  struct stat state {};
+  if (!file.Ok() || fstat(file.Get(), &state) != 0 || !S_ISREG(state.st_mode)) return std::nullopt;
+  std::string content;
+  char buffer[65536];
+  for (;;) {
+    const ssize_t count = read(file.Get(), buffer, sizeof buffer);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return std::nullopt;
+    if (count == 0) return content;
+    content.append(buffer, static_cast<std::size_t>(count));
+  }
+}
+
+bool ReplaceFile(const std::string& path, std::string_view content) {
+  // One fixed name: a file that a killed program left there is overwritten by the next save.
+  const std::string newPath = path + ".new";
+  if (!WriteNewFile(newPath, path, content) || rename(newPath.c_str(), path.c_str()) != 0) {
+    unlink(newPath.c_str());
+    return false;
+  }
+  SyncDirectoryOf(path);
+  return true;
+}
+
+}  // namespace quenvar

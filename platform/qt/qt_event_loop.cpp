@@ -1,0 +1,35 @@
+#include "platform/qt/qt_event_loop.h"
+
+#include <QCoreApplication>
+
+namespace quenvar {
+
+namespace {
+
+// How long events may wait for a yield. Asking the kernel whether something is due costs more than what a whole query
+// may spend on its eleven yields; reading the clock costs next to nothing.
+constexpr std::chrono::microseconds kPatience{250};
+
+}  // namespace
+
+int QtEventLoop::Run() { return quit_ ? status_ : QCoreApplication::exec(); }
+
+void QtEventLoop::RunPendingEvents() {
+  QCoreApplication::processEvents();
+  Fresh();
+}
+
+void QtEventLoop::Yield() {
+  if (yielding_ || std::chrono::steady_clock::now() - lastRun_ < kPatience) return;
+  yielding_ = true;
+  RunPendingEvents();
+  yielding_ = false;
+}
+
+void QtEventLoop::Quit(int exitStatus) {
+  quit_ = true;
+  status_ = exitStatus;
+  QCoreApplication::exit(exitStatus);
+}
+
+}  // namespace quenvar

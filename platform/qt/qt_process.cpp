@@ -1,0 +1,39 @@
+#include "platform/qt/qt_process.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+namespace quenvar {
+
+namespace {
+
+constexpr int kRunTimeErrorStatus = 1;
+
+}  // namespace
+
+QtProcess::QtProcess(Version version, const QString& lockPath, MessageBoxes& boxes,
+                     std::function<void()> releaseAll)
+    : version_(version), lock_(lockPath), boxes_(boxes), releaseAll_(std::move(releaseAll)) {
+  // A running copy holds the lock for months: its age says nothing.
+  lock_.setStaleLockTime(0);
+}
+
+// Where no lock file can be made, nothing is known of another copy, and the taken port will tell.
+bool QtProcess::PreviousInstance() { return !lock_.tryLock() && lock_.error() == QLockFile::LockFailedError; }
+
+void QtProcess::EndWithRunTimeError(int number, const std::string& description) {
+  releaseAll_();
+  lock_.unlock();
+  const std::string report = "Run-time error '" + std::to_string(number) + "': " + description;
+  Report(report);
+  boxes_.Show(report, "Quenvar", BoxIcon::Critical, BoxButtons::Ok);
+  std::_Exit(kRunTimeErrorStatus);
+}
+
+void QtProcess::Report(const std::string& line) {
+  std::fprintf(stderr, "quenvar: %s\n", line.c_str());
+  std::fflush(stderr);
+}
+
+}  // namespace quenvar

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QLockFile>
+#include <functional>
+#include <random>
+
+#include "platform/message_box.h"
+#include "platform/process.h"
+
+namespace quenvar {
+
+/// The process under Qt. A lock file in the user's run-time directory marks the one running copy; the lock of a copy
+/// that was killed does not count.
+class QtProcess final : public Process {
+ public:
+  /// `releaseAll` closes the sockets and stops the timer; it is called before a run-time error is reported.
+  QtProcess(Version version, const QString& lockPath, MessageBoxes& boxes, std::function<void()> releaseAll);
+
+  Version ProgramVersion() override { return version_; }
+  bool PreviousInstance() override;
+  [[noreturn]] void EndWithRunTimeError(int number, const std::string& description) override;
+  void Report(const std::string& line) override;
+  void Randomize() override { generator_.seed(std::random_device{}()); }
+  double Random() override { return std::uniform_real_distribution<double>(0, 1)(generator_); }
+
+ private:
+  const Version version_;
+  QLockFile lock_;
+  MessageBoxes& boxes_;
+  const std::function<void()> releaseAll_;
+  std::mt19937_64 generator_;
+};
+
+}  // namespace quenvar

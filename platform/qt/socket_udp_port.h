@@ -1,0 +1,58 @@
+#pragma once
+
+#include <netinet/in.h>
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "platform/udp_port.h"
+
+class QSocketNotifier;
+
+namespace quenvar {
+
+class QtEventLoop;
+
+/// A non-blocking socket of the operating system, watched by Qt's message loop: it costs less than Qt's own datagram
+/// class, and it does not share a port that is taken.
+class SocketUdpPort final : public UdpPort {
+ public:
+  explicit SocketUdpPort(QtEventLoop& events);
+  ~SocketUdpPort() override;
+
+  void SetDataArrived(DataArrived handler) override { handler_ = handler; }
+  void Deactivate() override;
+  void SetLocalPort(std::uint16_t port) override { localPort_ = port; }
+  void SetAcceptData(bool accept) override { acceptData_ = accept; }
+  int Activate() override;
+  bool Active() const override { return socket_ >= 0; }
+
+  const std::string& RemoteHost() const override { return remoteHost_; }
+  std::int32_t RemotePort() const override { return remotePort_; }
+  void SetRemoteHost(const std::string& address) override;
+  void SetRemotePort(std::int32_t port) override { remotePort_ = port; }
+  bool Send(std::string_view message) override;
+
+ private:
+  void Drain();
+  bool ReceiveOne();
+
+  QtEventLoop& events_;
+  int socket_ = -1;
+  std::unique_ptr<QSocketNotifier> notifier_;
+  DataArrived handler_ = nullptr;
+  std::uint16_t localPort_ = 0;
+  bool acceptData_ = false;
+
+  std::string remoteHost_;
+  std::int32_t remotePort_ = 0;
+  std::optional<std::uint32_t> remoteAddress_;
+
+  // One buffer for each level of handlers that let events run, so that a message outlives the ones that arrive
+  // meanwhile.
+  std::vector<std::unique_ptr<char[]>> buffers_;
+  std::size_t depth_ = 0;
+};
+
+}  // namespace quenvar

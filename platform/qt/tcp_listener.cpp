@@ -1,0 +1,197 @@
+#include "platform/qt/tcp_listener.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <limits>
+
+#include "platform/udp_port.h"
+
+namespace quenvar {
+
+namespace {
+
+constexpr int kResumeMilliseconds = 250;
+/// Descriptors that clients never get, so that files can still be opened and each client gets its name server.
+constexpr rlim_t kKeptDescriptors = 16;
+/// A handler may let events run and so be called inside of itself. One deep call that is held up, by an open box for
+/// instance, must not stop others; a burst of clients must not nest without bound.
+constexpr int kMaxNesting = 4;
+
+std::string AddressText(const sockaddr_in& address) {
+  char text[INET_ADDRSTRLEN] = "";
+  inet_ntop(AF_INET, &address.sin_addr, text, sizeof text);
+  return text;
+}
+
+/// The lowest free descriptor number is the next one to be given out, so it tells how near the limit is.
+bool DescriptorsLeft(int descriptor) {
+  rlimit limit{};
+  getrlimit(RLIMIT_NOFILE, &limit);
+  const int next = dup(descriptor);
+  if (next == -1) return false;
+  close(next);
+  return static_cast<rlim_t>(next) + kKeptDescriptors < limit.rlim_cur;
+}
+
+/// The client has left while it waited to be accepted, and has sent nothing before.
+bool HasLeft(int descriptor) {
+  char byte;
+  const ssize_t count = recv(descriptor, &byte, 1, MSG_PEEK | MSG_DONTWAIT);
+  return count == 0 || (count == -1 && errno != EAGAIN && errno != EWOULDBLOCK);
+}
+
+}  // namespace
+
+/// Lives until its client has closed it and it is released, so that its id belongs to nobody else before.
+class SocketTcpListener::Connection final : private TcpStreamOwner {
+ public:
+  Connection(SocketTcpListener& listener, std::int16_t id, int descriptor) : listener_(listener), id_(id) {
+    stream_.Adopt(descriptor);
+  }
+
+  TcpStream& Stream() { return stream_; }
+
+  void Release() {
+    released_ = true;
+    stream_.SetReading(true);
+    RemoveWhenDone();
+  }
+
+ private:
+  void StreamData(std::string_view data) override { listener_.handlers_.dataIn(id_, data); }
+
+  void StreamSent() override {
+    listener_.handlers_.allSent(id_);
+    RemoveWhenDone();
+  }
+
+  void StreamEnded(int error) override {
+    clientClosed_ = true;
+    listener_.handlers_.disconnected(id_, error, error == 0 ? "" : std::strerror(error));
+    RemoveWhenDone();
+  }
+
+  void RemoveWhenDone() {
+    if (released_ && clientClosed_ && stream_.Waiting() == 0) listener_.connections_.erase(id_);
+  }
+
+  SocketTcpListener& listener_;
+  const std::int16_t id_;
+  bool released_ = false;
+  bool clientClosed_ = false;
+  TcpStream stream_{*this};
+};
+
+SocketTcpListener::SocketTcpListener() {
+  resume_.setSingleShot(true);
+  resume_.setInterval(kResumeMilliseconds);
+  QObject::connect(&resume_, &QTimer::timeout, &resume_, [this] { canAccept_->setEnabled(true); });
+}
+
+SocketTcpListener::~SocketTcpListener() { CloseAll(); }
+
+int SocketTcpListener::Activate() {
+  CloseAll();
+  const int error = Listen();
+  if (error != 0) {
+    CloseAll();
+    return error == EADDRINUSE ? kErrorAddressInUse : error;
+  }
+  canAccept_ = std::make_unique<QSocketNotifier>(descriptor_, QSocketNotifier::Read);
+  QObject::connect(canAccept_.get(), &QSocketNotifier::activated, canAccept_.get(), [this] { AcceptOne(); });
+  return 0;
+}
+
+int SocketTcpListener::Listen() {
+  descriptor_ = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  if (descriptor_ == -1) return errno;
+  // Connections of an earlier run that are still winding down do not hold the port; a listener does.
+  const int on = 1;
+  setsockopt(descriptor_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+  TcpStream::SetBuffers(descriptor_);
+  sockaddr_in local{};
+  local.sin_family = AF_INET;
+  local.sin_port = htons(localPort_);
+  local.sin_addr.s_addr = htonl(INADDR_ANY);
+  if (bind(descriptor_, reinterpret_cast<const sockaddr*>(&local), sizeof local) == -1) return errno;
+  return listen(descriptor_, SOMAXCONN) == -1 ? errno : 0;
+}
+
+void SocketTcpListener::AcceptOne() {
+  if (!DescriptorsLeft(descriptor_) || FreeId() == 0) return Pause();
+  sockaddr_in remote{};
+  socklen_t size = sizeof remote;
+  const int client = accept4(descriptor_, reinterpret_cast<sockaddr*>(&remote), &size, SOCK_NONBLOCK | SOCK_CLOEXEC);
+  if (client == -1) {
+    const bool temporary = errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR || errno == ECONNABORTED;
+    if (!temporary) Pause();
+    return;
+  }
+  handlers_.connectionRequest(AddressText(remote), ntohs(remote.sin_port));
+  if (HasLeft(client)) {
+    close(client);
+    return;
+  }
+  Open(client);
+}
+
+void SocketTcpListener::Open(int descriptor) {
+  const std::int16_t id = FreeId();
+  lastId_ = id;
+  connections_[id] = std::make_unique<Connection>(*this, id, descriptor);
+  canAccept_->setEnabled(++nesting_ < kMaxNesting);
+  handlers_.connected(id, 0, "OK");
+  --nesting_;
+  if (canAccept_ && !resume_.isActive()) canAccept_->setEnabled(true);
+}
+
+/// Accepting again at once would fail again at once, and load the processor with nothing else.
+void SocketTcpListener::Pause() {
+  canAccept_->setEnabled(false);
+  resume_.start();
+}
+
+/// The next id in turn, so that one just given back is the last to be used again; 0 when there is none.
+std::int16_t SocketTcpListener::FreeId() {
+  constexpr std::int16_t kMaxId = std::numeric_limits<std::int16_t>::max();
+  if (connections_.size() == static_cast<std::size_t>(kMaxId)) return 0;
+  std::int16_t id = lastId_;
+  do {
+    id = static_cast<std::int16_t>(id == kMaxId ? 1 : id + 1);
+  } while (connections_.contains(id));
+  return id;
+}
+
+SocketTcpListener::Connection* SocketTcpListener::Find(std::int16_t connection) {
+  const auto found = connections_.find(connection);
+  return found == connections_.end() ? nullptr : found->second.get();
+}
+
+std::size_t SocketTcpListener::Send(std::int16_t connection, std::string_view data) {
+  Connection* const found = Find(connection);
+  return found ? found->Stream().Send(data) : 0;
+}
+
+void SocketTcpListener::SetReading(std::int16_t connection, bool reading) {
+  if (Connection* const found = Find(connection)) found->Stream().SetReading(reading);
+}
+
+void SocketTcpListener::Release(std::int16_t connection) {
+  if (Connection* const found = Find(connection)) found->Release();
+}
+
+void SocketTcpListener::CloseAll() {
+  resume_.stop();
+  canAccept_.reset();
+  if (descriptor_ != -1) close(descriptor_);
+  descriptor_ = -1;
+  connections_.clear();
+}
+
+}  // namespace quenvar

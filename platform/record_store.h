@@ -1,0 +1,61 @@
+// A database engine as far as the answer cache needs one: a file with one table of keyed records, one unique index, and
+// a cursor. Keys and values are bytes, at most 255 each; a longer one is refused.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace quenvar {
+
+class RecordStore {
+ public:
+  /// Success, or what went wrong in the numbers and words of the engine.
+  struct Result {
+    int number = 0;
+    std::string description;
+    bool Failed() const { return number != 0; }
+  };
+
+  virtual ~RecordStore() = default;
+
+  // Files. None of these waits for another program that has the file locked: it fails.
+
+  /// Makes a file with an empty table. Fails where there is another file already.
+  virtual Result Create(const std::string& path) = 0;
+  /// Finds out whether every record of the file can be relied on. Fails for a damaged file and for one that is no
+  /// database, which are left as they are.
+  virtual Result Repair(const std::string& path) = 0;
+  /// Replaces a closed file by a compacted copy, built under `workPath`, where anything in the way is deleted first. On
+  /// failure the file is as it was and nothing is left under `workPath`.
+  virtual Result Compact(const std::string& path, const std::string& workPath) = 0;
+  /// Opens an existing file. A file without content is no database.
+  virtual Result Open(const std::string& path) = 0;
+  /// Opens the table and its index in the open file.
+  virtual Result OpenTable() = 0;
+  /// Allowed also while nothing is open.
+  virtual void Close() = 0;
+  /// Deletes a closed file with everything that belongs to it. False when it is still there, as when another program
+  /// has it locked.
+  virtual bool DeleteFile(const std::string& path) = 0;
+
+  // Records of the open table. All of these fail while no table is open, and change nothing when they fail.
+
+  /// Makes the record with exactly this key the current one. Its value stays valid until the next Seek.
+  virtual std::optional<std::string_view> Seek(std::string_view key) = 0;
+  /// Fails where the key exists.
+  virtual bool Insert(std::string_view key, std::string_view value) = 0;
+  /// Replaces the value of the current record.
+  virtual bool Update(std::string_view value) = 0;
+  /// Deletes the current record.
+  virtual bool Delete() = 0;
+
+  /// What is written until Commit gets into the file as a whole or not at all.
+  virtual bool Begin() = 0;
+  /// Closes the transaction. It can be read at once, and is safe from a crash within a second.
+  virtual bool Commit() = 0;
+  /// Drops the transaction, and with it those before it that are not safe yet.
+  virtual void Rollback() = 0;
+};
+
+}  // namespace quenvar

@@ -1,0 +1,218 @@
+#include "platform/sqlite/sqlite_record_store.h"
+
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <utility>
+
+#include "platform/wait_notice.h"
+
+namespace quenvar {
+
+namespace {
+
+// Both fields are limited in bytes. Names are text, so that they can be asked for by name with any SQLite tool; values
+// are blobs, because SQLite's functions take a text for finished at its first code 0.
+constexpr const char* kCreateTable =
+    "PRAGMA page_size=4096;"
+    "BEGIN;"
+    "CREATE TABLE ipcache ("
+    " IPNUMBER BLOB NOT NULL CHECK (length(CAST(IPNUMBER AS BLOB)) <= 255),"
+    " IPNAME TEXT NOT NULL CHECK (length(CAST(IPNAME AS BLOB)) <= 255));"
+    "CREATE UNIQUE INDEX IPIndex ON ipcache (IPNAME);"
+    "COMMIT";
+
+constexpr const char* kOpenSettings =
+    "PRAGMA journal_mode=WAL;"
+    "PRAGMA synchronous=NORMAL;";
+
+constexpr int kInstructionsBetweenReports = 20000;
+constexpr std::array<const char*, 3> kCompanions = {"-wal", "-shm", "-journal"};
+
+bool Exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
+
+bool HasCompanions(const std::string& path) {
+  for (const char* companion : kCompanions) {
+    if (Exists(path + companion)) return true;
+  }
+  return false;
+}
+
+bool Unlink(const std::string& path) {
+  for (const char* companion : kCompanions) unlink((path + companion).c_str());
+  unlink(path.c_str());
+  return !Exists(path);
+}
+
+// The copy has to be on the disk before it takes the name of the original.
+bool FlushToDisk(const std::string& path) {
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0) return false;
+  const bool flushed = fsync(file) == 0;
+  return close(file) == 0 && flushed;
+}
+
+// A view of no characters may point nowhere, which would be stored as "no value" instead of an empty one.
+const char* Bytes(std::string_view text) { return text.data() ? text.data() : ""; }
+
+bool BindText(const SqliteStatement& statement, int position, std::string_view text) {
+  return sqlite3_bind_text(statement.get(), position, Bytes(text), static_cast<int>(text.size()), SQLITE_STATIC) ==
+         SQLITE_OK;
+}
+
+bool BindBlob(const SqliteStatement& statement, int position, std::string_view bytes) {
+  return sqlite3_bind_blob(statement.get(), position, Bytes(bytes), static_cast<int>(bytes.size()), SQLITE_STATIC) ==
+         SQLITE_OK;
+}
+
+bool Run(const SqliteStatement& statement) {
+  if (!statement) return false;
+  sqlite3_step(statement.get());
+  return sqlite3_reset(statement.get()) == SQLITE_OK;
+}
+
+}  // namespace
+
+SqliteRecordStore::SqliteRecordStore(WaitNotice* notice, std::function<void()> flushLater)
+    : notice_(notice), flushLater_(std::move(flushLater)) {
+  // SQLite's book-keeping of its memory, which nobody reads, costs a lock for every allocation.
+  sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+}
+
+RecordStore::Result SqliteRecordStore::Create(const std::string& path) {
+  SqliteConnection connection;
+  if (Result created = connection.Create(path); created.Failed()) return created;
+  return connection.Execute(kCreateTable);
+}
+
+RecordStore::Result SqliteRecordStore::Repair(const std::string& path) {
+  SqliteConnection connection;
+  if (Result opened = connection.Open(path); opened.Failed()) return opened;
+  ReportWork(connection);
+  const std::string finding = connection.Query("PRAGMA quick_check(1)");
+  if (finding == "ok") return {};
+  return finding.empty() ? connection.LastFailure() : Result{SQLITE_CORRUPT, finding};
+}
+
+RecordStore::Result SqliteRecordStore::Compact(const std::string& path, const std::string& workPath) {
+  Unlink(workPath);
+  SqliteConnection connection;
+  Result result = connection.Open(path);
+  // Another program that has the file open would write its companions into the copy: then this fails.
+  if (!result.Failed()) result = connection.Execute("PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE; COMMIT");
+  if (!result.Failed()) {
+    ReportWork(connection);
+    SqliteStatement copy = connection.Prepare("VACUUM INTO ?1");
+    if (!copy || !BindText(copy, 1, workPath) || !Run(copy)) result = connection.LastFailure();
+  }
+  connection.Close();
+  if (!result.Failed() && (HasCompanions(path) || !FlushToDisk(workPath) ||
+                           std::rename(workPath.c_str(), path.c_str()) != 0)) {
+    result = {SQLITE_IOERR, sqlite3_errstr(SQLITE_IOERR)};
+  }
+  if (result.Failed()) Unlink(workPath);
+  return result;
+}
+
+RecordStore::Result SqliteRecordStore::Open(const std::string& path) {
+  Result result = connection_.Open(path);
+  if (!result.Failed()) result = connection_.Execute(kOpenSettings);
+  if (notice_) notice_->Done();
+  return result;
+}
+
+RecordStore::Result SqliteRecordStore::OpenTable() {
+  seek_ = connection_.Prepare("SELECT rowid, IPNUMBER FROM ipcache INDEXED BY IPIndex WHERE IPNAME = ?1");
+  if (!seek_) return connection_.LastFailure();
+  insert_ = connection_.Prepare("INSERT INTO ipcache (IPNAME, IPNUMBER) VALUES (?1, ?2)");
+  update_ = connection_.Prepare("UPDATE ipcache SET IPNUMBER = ?1 WHERE rowid = ?2");
+  delete_ = connection_.Prepare("DELETE FROM ipcache WHERE rowid = ?1");
+  begin_ = connection_.Prepare("BEGIN IMMEDIATE");
+  commit_ = connection_.Prepare("COMMIT");
+  // Opening may wait a moment for another program; a query may not.
+  sqlite3_busy_timeout(connection_.Handle(), 0);
+  return {};
+}
+
+void SqliteRecordStore::Close() {
+  Flush();
+  for (SqliteStatement* statement : {&seek_, &insert_, &update_, &delete_, &begin_, &commit_}) statement->reset();
+  connection_.Close();
+}
+
+bool SqliteRecordStore::DeleteFile(const std::string& path) {
+  SqliteConnection connection;
+  if (!connection.Open(path).Failed() && connection.Execute("BEGIN IMMEDIATE").number == SQLITE_BUSY) return false;
+  connection.Close();
+  return Unlink(path);
+}
+
+std::optional<std::string_view> SqliteRecordStore::Seek(std::string_view key) {
+  if (!seek_ || !BindText(seek_, 1, key)) return std::nullopt;
+  const bool found = sqlite3_step(seek_.get()) == SQLITE_ROW;
+  if (found) {
+    currentRow_ = sqlite3_column_int64(seek_.get(), 0);
+    const auto* bytes = static_cast<const char*>(sqlite3_column_blob(seek_.get(), 1));
+    currentValue_.assign(bytes ? bytes : "", static_cast<std::size_t>(sqlite3_column_bytes(seek_.get(), 1)));
+  }
+  // A statement that is not reset would keep the file from being tidied up.
+  sqlite3_reset(seek_.get());
+  return found ? std::optional<std::string_view>(currentValue_) : std::nullopt;
+}
+
+bool SqliteRecordStore::Insert(std::string_view key, std::string_view value) {
+  return insert_ && BindText(insert_, 1, key) && BindBlob(insert_, 2, value) && Run(insert_);
+}
+
+bool SqliteRecordStore::Update(std::string_view value) {
+  return update_ && BindBlob(update_, 1, value) &&
+         sqlite3_bind_int64(update_.get(), 2, currentRow_) == SQLITE_OK && Run(update_);
+}
+
+bool SqliteRecordStore::Delete() {
+  return delete_ && sqlite3_bind_int64(delete_.get(), 1, currentRow_) == SQLITE_OK && Run(delete_);
+}
+
+bool SqliteRecordStore::Begin() {
+  if (groupOpen_) return true;
+  if (!Run(begin_)) return false;
+  groupOpen_ = true;
+  groupBegin_ = std::chrono::steady_clock::now();
+  if (flushLater_) flushLater_();
+  return true;
+}
+
+bool SqliteRecordStore::Commit() {
+  return std::chrono::steady_clock::now() - groupBegin_ < kGroupTime || Flush();
+}
+
+bool SqliteRecordStore::Flush() {
+  if (!groupOpen_) return true;
+  groupOpen_ = false;
+  if (Run(commit_)) return true;
+  Rollback();
+  return false;
+}
+
+void SqliteRecordStore::Rollback() {
+  groupOpen_ = false;
+  // A failure such as a full disk may have rolled back already.
+  if (connection_.Handle() && !sqlite3_get_autocommit(connection_.Handle())) connection_.Execute("ROLLBACK");
+}
+
+void SqliteRecordStore::ReportWork(SqliteConnection& connection) {
+  if (!notice_) return;
+  notice_->Working();
+  sqlite3_progress_handler(
+      connection.Handle(), kInstructionsBetweenReports,
+      [](void* notice) {
+        static_cast<WaitNotice*>(notice)->Working();
+        return 0;
+      },
+      notice_);
+}
+
+}  // namespace quenvar

@@ -1,0 +1,32 @@
+# Shared by run, test and .ci/run: packages and quiet builds. Sourced with the project's folder as working directory.
+
+as_root() {
+  if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi
+}
+
+# need PACKAGE...: installs the Debian packages that are missing.
+need() {
+  local package missing=()
+  for package in "$@"; do
+    [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
+  done
+  [ ${#missing[@]} = 0 ] && return
+  echo "Installing ${missing[*]}"
+  as_root apt-get update -qq
+  as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+need_for_build() {
+  need g++ cmake ninja-build qt6-base-dev libsqlite3-dev fonts-wine fonts-liberation
+}
+
+# build_in FOLDER TARGET [CMAKE OPTION]...: says something only when there is something to do.
+build_in() {
+  local folder=$1 target=$2
+  shift 2
+  [ -e "$folder/build.ninja" ] || cmake -S . -B "$folder" -G Ninja "$@" >/dev/null
+  if ! ninja -C "$folder" -n "$target" | grep -q 'no work to do'; then
+    echo "Building $target in $folder"
+    ninja -C "$folder" --quiet "$target"
+  fi
+}

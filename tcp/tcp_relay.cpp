@@ -1,0 +1,138 @@
+// The steps of the TCP relay. Besides copying, each step paces the side that it reads from by what waits for the other
+// side (PaceClient, PaceServer), so that neither a slow reader nor a server that never accepts can fill the memory.
+#include "tcp/tcp_relay.h"
+
+#include "engine/event_log.h"
+#include "engine/query_path.h"
+#include "platform/event_loop.h"
+#include "platform/platform.h"
+#include "platform/process.h"
+#include "platform/tcp.h"
+#include "settings/server_list.h"
+
+namespace quenvar {
+
+namespace {
+
+constexpr std::uint16_t kDnsPort = 53;
+
+/// An index of -1 ends the program, and it does so on purpose: no name server to choose, or data from a client whose
+/// slot is free again.
+void SubscriptOutOfRange() { platform.process->EndWithRunTimeError(9, "Subscript out of range"); }
+
+void PaceClient(std::size_t slot, std::size_t waiting) {
+  platform.IPDaemon->SetReading(SlotConnectionId[slot], waiting <= kWaitingLimit);
+}
+
+void PaceServer(std::int16_t slot, std::size_t waiting) { platform.IPPort->SetReading(slot, waiting <= kWaitingLimit); }
+
+void ConnectToNameServer(std::int16_t slot) {
+  platform.IPPort->Prepare(slot);
+  platform.events->RunPendingEvents();
+  const int best = BestServer();
+  if (best == -1) return SubscriptOutOfRange();
+  platform.IPPort->SetRemoteHost(slot, ServerAddress[static_cast<std::size_t>(best)]);
+  platform.events->RunPendingEvents();
+  platform.IPPort->SetRemotePort(slot, kDnsPort);
+  platform.events->RunPendingEvents();
+  platform.IPPort->Connect(slot);
+}
+
+bool SlotExists(std::int16_t slot) { return slot >= 0 && slot <= SlotUpper; }
+
+}  // namespace
+
+int InitTcpRelay() {
+  SlotUpper = -1;
+  platform.IPDaemon->SetHandlers({.connectionRequest = OnTcpRequest,
+                                  .connected = OnTcpClientConnected,
+                                  .dataIn = ForwardClientData,
+                                  .disconnected = OnTcpClientDisconnected,
+                                  .allSent = OnTcpClientAllSent});
+  platform.IPPort->SetHandlers({.connected = OnTcpServerConnected,
+                                .dataIn = OnTcpServerData,
+                                .disconnected = OnTcpServerDisconnected,
+                                .allSent = OnTcpServerAllSent});
+  platform.IPDaemon->SetLocalPort(kDnsPort);
+  if (const int error = platform.IPDaemon->Activate()) return error;
+  TcpTrace("*Load finished");
+  return 0;
+}
+
+void TcpTrace(const std::string& /*text*/) {}
+
+void OnTcpRequest(const std::string& /*address*/, std::int32_t /*port*/) { WriteLog("TCP connection request"); }
+
+void OnTcpClientConnected(std::int16_t connection, int /*status*/, const std::string& /*description*/) {
+  TcpTrace("*IP-Daemon connected!");
+  // The slot is assigned before any event can run, so that the client's data finds it.
+  if (!AssignSlot(connection)) {
+    TcpTrace("   --> No Free slot!");
+    return;
+  }
+  const std::int16_t slot = SlotOfConnection(connection);
+  TcpTrace("    -> save to slot " + std::to_string(slot));
+  ConnectToNameServer(slot);
+}
+
+void ForwardClientData(std::int16_t connection, std::string_view data) {
+  const std::int16_t found = SlotOfConnection(connection);
+  if (found == -1) return SubscriptOutOfRange();
+  const std::size_t slot = static_cast<std::size_t>(found);
+  if (SlotConnected[slot] == kFalse) {
+    SlotQueue[slot] += data;
+    TcpTrace("Could not send DATA! Queue: " + SlotQueue[slot]);
+    PaceClient(slot, SlotQueue[slot].size());
+    return;
+  }
+  TcpTrace("Datas send to server No #" + std::to_string(found));
+  PaceClient(slot, platform.IPPort->Send(found, data));
+}
+
+void OnTcpClientDisconnected(std::int16_t connection, int status, const std::string& /*description*/) {
+  const std::int16_t slot = SlotOfConnection(connection);
+  TcpTrace("IPDaemon disconnected No #" + std::to_string(slot));
+  // A client that has only closed its sending side still gets its answer. The slot is freed when IPPort reports its
+  // end.
+  if (slot != -1) platform.IPPort->Disconnect(slot, status == 0);
+}
+
+void OnTcpClientAllSent(std::int16_t connection) {
+  const std::int16_t slot = SlotOfConnection(connection);
+  if (slot != -1) PaceServer(slot, 0);
+}
+
+void OnTcpServerConnected(std::int16_t slot, int /*status*/, const std::string& description) {
+  TcpTrace("IP-Port connected No #" + std::to_string(slot) + " : " + description);
+  if (!SlotExists(slot)) return;
+  const std::size_t index = static_cast<std::size_t>(slot);
+  SlotConnected[index] = kTrue;
+  if (SlotQueue[index].empty()) return;
+  TcpTrace("   Sending unsend data: " + SlotQueue[index]);
+  PaceClient(index, platform.IPPort->Send(slot, SlotQueue[index]));
+  SlotQueue[index] = std::string();
+}
+
+void OnTcpServerData(std::int16_t slot, std::string_view data) {
+  TcpTrace("Data From IP-Port No #" + std::to_string(slot));
+  if (!SlotExists(slot)) return;
+  PaceServer(slot, platform.IPDaemon->Send(SlotConnectionId[static_cast<std::size_t>(slot)], data));
+}
+
+void OnTcpServerDisconnected(std::int16_t slot, int /*status*/, const std::string& /*description*/) {
+  TcpTrace("Ip-Port disconnected No #" + std::to_string(slot));
+  if (!SlotExists(slot)) return;
+  const std::size_t index = static_cast<std::size_t>(slot);
+  const std::int16_t connection = SlotConnectionId[index];
+  SlotConnected[index] = kFalse;
+  SlotConnectionId[index] = -1;
+  SlotQueue[index] = std::string();
+  // The client's connection is not closed here: that is the client's own doing.
+  platform.IPDaemon->Release(connection);
+}
+
+void OnTcpServerAllSent(std::int16_t slot) {
+  if (SlotExists(slot)) PaceClient(static_cast<std::size_t>(slot), 0);
+}
+
+}  // namespace quenvar

@@ -1,0 +1,206 @@
+#include "engine/startup.h"
+
+#include <cerrno>
+
+#include "platform/record_store.h"
+#include "tests/fakes/fake_record_store.h"
+#include "tests/fakes/fake_tcp.h"
+#include "tests/fakes/service.h"
+
+namespace quenvar {
+namespace {
+
+class StartAndEnd : public Service {
+ protected:
+  StartAndEnd() {
+    platform.records = &records;
+    platform.IPDaemon = &listener;
+    platform.IPPort = &clients;
+    SetValue("NAMESERVER", "DNS_0_NAME", "10.1.0.1");
+    SetValue("NAMESERVER", "DNS_0_DESC", "first");
+    SetValue("NAMESERVER", "DNS_0_ENABLED", "Yes");
+    SetValue("NAMESERVER", "DNS_2_NAME", "10.1.0.3");
+    SetValue("NAMESERVER", "DNS_3_NAME", "10.0.0.1");
+  }
+
+  void SetValue(const std::string& section, const std::string& key, const std::string& value) {
+    profile.values[{section, key}] = value;
+  }
+  std::string Value(const std::string& section, const std::string& key) { return profile.values[{section, key}]; }
+
+  FakeRecordStore records;
+  FakeTcpListener listener;
+  FakeTcpClients clients;
+};
+
+TEST_F(StartAndEnd, TheStepsOfTheStartAreInOrder) {
+  files.files["/program/dnsip.dat"] = "header";
+  Startup();
+  EXPECT_EQ(trace, (Trace{"save", "font Arial", "font Tahoma", "instance?", "udp 0", "udp 53", "randomize", "add icon",
+                          "first tab", "tab update", "show"}));
+  EXPECT_TRUE(files.files.empty());
+  EXPECT_EQ(AppPath, "/program/");
+  EXPECT_EQ(ProgramVersion, "2.0.7");
+  EXPECT_EQ(HelpFile, "/program/Quenvar.hlp");
+  EXPECT_EQ(LogLines(),
+            (std::vector<std::string>{"INIT: Add DNS server: ", "     * 10.1.0.1 / first", "       10.1.0.3 / "}))
+      << "an own address is not listed";
+  EXPECT_EQ(EngineReady, kTrue);
+  EXPECT_EQ(ServerListChanged, kTrue);
+  EXPECT_EQ(timer.interval, 10000);
+  EXPECT_TRUE(timer.running);
+  EXPECT_TRUE(upstream.accepting && downstream.accepting);
+  EXPECT_EQ(listener.localPort, 53);
+}
+
+TEST_F(StartAndEnd, TheOptionLeavesTheWindowInTheTray) {
+  SetValue("OPTIONS", "SYSTRAY", "Yes");
+  Startup();
+  EXPECT_EQ(trace.back(), "tab update");
+  EXPECT_EQ(StartHidden, kTrue);
+  EXPECT_EQ(CurrentPage, kNoPage);
+  ToggleWindow();
+  EXPECT_EQ(trace.back(), "tab update");
+  EXPECT_EQ(*(trace.end() - 2), "show");
+  EXPECT_EQ(CurrentPage, kSystemPage);
+}
+
+TEST_F(StartAndEnd, ATakenPortShowsItsBoxAndKeepsTheList) {
+  downstream.bindError = kErrorAddressInUse;
+  Startup();
+  ASSERT_EQ(boxes.shown.size(), 1u);
+  EXPECT_EQ(boxes.shown[0].text,
+            "Your localport 53 (DNS) is already in use! Make sure that no other application is using this port.");
+  EXPECT_EQ(boxes.shown[0].title, "Error");
+  EXPECT_EQ(boxes.shown[0].icon, BoxIcon::Exclamation);
+  EXPECT_EQ(Value("NAMESERVER", "DNS_0_NAME"), "10.1.0.1");
+  EXPECT_EQ(Value("NAMESERVER", "DNS_0_ENABLED"), "Yes");
+  EXPECT_EQ(trace.back(), "quit 1");
+  EXPECT_FALSE(timer.running);
+}
+
+TEST_F(StartAndEnd, OtherSocketErrorsGoToTheLogAndStandardError) {
+  listener.activateError = EACCES;
+  Startup();
+  EXPECT_EQ(LogLines(), std::vector<std::string>{"Initialisation error:13, please check your TCP/IP setup."});
+  ASSERT_EQ(process.reports.size(), 2u);
+  EXPECT_EQ(process.reports[0], LogLines()[0]);
+  EXPECT_NE(process.reports[1].find("sudo ./run"), std::string::npos);
+  EXPECT_TRUE(boxes.shown.empty());
+  EXPECT_EQ(Value("NAMESERVER", "DNS_2_NAME"), "10.1.0.3");
+  EXPECT_EQ(trace.back(), "quit 1");
+}
+
+TEST_F(StartAndEnd, ASecondCopyEndsWithoutTouchingPortOrFile) {
+  process.otherInstance = true;
+  Startup();
+  EXPECT_EQ(trace, (Trace{"font Arial", "font Tahoma", "instance?", "quit 0"}));
+}
+
+TEST_F(StartAndEnd, WithoutItsFontTheProgramEnds) {
+  window.missingFont = "Tahoma";
+  Startup();
+  EXPECT_EQ(trace, (Trace{"font Arial", "font Tahoma", "box Quenvar", "quit 1"}));
+  EXPECT_EQ(boxes.shown[0].text, "Initialisation error, did you restart your system after you installed Quenvar?");
+  EXPECT_EQ(boxes.shown[0].icon, BoxIcon::Critical);
+  window.missingFont = "Arial";
+  trace.clear();
+  Startup();
+  EXPECT_EQ(trace.back(), "show") << "the first face does not matter";
+}
+
+TEST_F(StartAndEnd, OwnAddressesFollowTheTwoFixedOnes) {
+  network.addresses.assign(20, {192, 168, 0, 255});
+  Startup();
+  EXPECT_EQ(network.askedVersion, 257);
+  EXPECT_EQ(OwnAddressCount, 16);
+  EXPECT_EQ(OwnAddresses[1], "255.255.255.255");
+  EXPECT_EQ(OwnAddresses[15], "192.168.0.255");
+}
+
+TEST_F(StartAndEnd, WithoutNetworkTheStartGoesOn) {
+  const std::string line = "Unable to initialise winsock.dll. Check your Internet setup.";
+  const struct {
+    const char* what;
+    std::function<void()> fail;
+    std::size_t lines;
+  } cases[] = {{"no start", [this] { network.started.error = 10091; }, 2},
+               {"version 0.9",
+                [this] {
+                  network.started = {0, 0x0900};
+                },
+                2},
+               {"version 1.0",
+                [this] {
+                  network.started = {0, 0x0001};
+                },
+                2},
+               {"no name", [this] { network.hostName = "  "; }, 1},
+               {"no address", [this] { network.addresses.clear(); }, 1},
+               {"no clean end", [this] { network.stopError = 1; }, 1}};
+  for (const auto& c : cases) {
+    const FakeNetwork good = std::exchange(network, FakeNetwork{});
+    c.fail();
+    ClearLog();
+    Startup();
+    for (std::size_t index = 0; index < c.lines; ++index) EXPECT_EQ(LogLines()[index], line) << c.what;
+    EXPECT_EQ(LogLines()[c.lines], "INIT: Add DNS server: ") << c.what;
+    network = good;
+  }
+}
+
+TEST_F(StartAndEnd, TheEndSavesThenTakesTheIconAndTheWindowsAway) {
+  Startup();
+  trace.clear();
+  UnloadMainWindow(UnloadMode::ControlMenu);
+  EXPECT_EQ(trace, Trace{"hide"}) << "closing only hides";
+  trace.clear();
+  UnloadMainWindow(UnloadMode::ControlMenu);
+  EXPECT_EQ(trace, Trace{}) << "and hides a hidden window no further";
+  RequestQuit();
+  EXPECT_EQ(trace, (Trace{"save", "remove icon", "unload others", "quit 0"}));
+  EXPECT_EQ(profile.written.front(), "OPTIONS/SYSTRAY=No");
+}
+
+TEST_F(StartAndEnd, TheEndOfTheSessionEndsTheProgram) {
+  for (const UnloadMode mode : {UnloadMode::SessionEnd, UnloadMode::TaskManager}) {
+    QuitRequested = kFalse;
+    trace.clear();
+    UnloadMainWindow(mode);
+    EXPECT_EQ(trace.back(), "quit 0");
+  }
+}
+
+TEST_F(StartAndEnd, QuittingAsksFirst) {
+  boxes.answer = BoxAnswer::Cancel;
+  ConfirmAndQuit();
+  EXPECT_EQ(trace, Trace{"box QUIT"});
+  EXPECT_EQ(QuitConfirmed, kFalse);
+  EXPECT_EQ(
+      boxes.shown[0].text,
+      "Are you sure you want to exit?\n\rThis will disable your DNS system and your Internet access may not work!");
+  EXPECT_EQ(boxes.shown[0].buttons, BoxButtons::OkCancel);
+  EXPECT_EQ(boxes.shown[0].icon, BoxIcon::Question);
+  boxes.answer = BoxAnswer::Ok;
+  ConfirmAndQuit();
+  EXPECT_EQ(trace.back(), "quit 0");
+  EXPECT_EQ(QuitConfirmed, kTrue);
+}
+
+TEST_F(StartAndEnd, AQuitAskedForDuringTheStartIsCarriedOutByTheFirstTick) {
+  // The window asks for the end while it is shown for the first time.
+  struct QuittingWindow : FakeMainWindow {
+    using FakeMainWindow::FakeMainWindow;
+    void ShowWindow() override { QuitRequested = kTrue; }
+  } quitting(trace);
+  mainWindow = &quitting;
+  Startup();
+  EXPECT_EQ(timer.interval, 1);
+  EXPECT_TRUE(timer.running);
+  OnTimer1();
+  EXPECT_EQ(trace.back(), "quit 0");
+  EXPECT_EQ(HousekeepingTicks, 0) << "nothing else is done on this tick";
+}
+
+}  // namespace
+}  // namespace quenvar

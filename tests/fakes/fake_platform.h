@@ -1,0 +1,244 @@
+// The outside world of a test: every interface of platform/ in memory, recording what the logic asks of it.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "base/text.h"
+#include "platform/clock.h"
+#include "platform/event_loop.h"
+#include "platform/files.h"
+#include "platform/message_box.h"
+#include "platform/network.h"
+#include "platform/platform.h"
+#include "platform/process.h"
+#include "platform/profile.h"
+#include "platform/timer.h"
+#include "platform/udp_port.h"
+
+namespace quenvar {
+
+/// What happened, in order, across all fakes that a test hands it to.
+using Trace = std::vector<std::string>;
+
+struct FakeClock : Clock {
+  std::int32_t MillisecondTick() override { return now; }
+  const std::string& TimeOfDay() override { return time; }
+
+  std::int32_t now = 0;
+  std::string time = "12:00:00";
+};
+
+struct FakeEventLoop : EventLoop {
+  void RunPendingEvents() override { Run(runs); }
+  void Yield() override { Run(yields); }
+  void Quit(int status) override {
+    trace.push_back("quit " + std::to_string(status));
+    quit = true;
+  }
+  void Run(int& counter) {
+    ++counter;
+    if (std::function<void()> due = std::exchange(onNextYield, nullptr)) due();
+  }
+
+  explicit FakeEventLoop(Trace& allTrace) : trace(allTrace) {}
+  Trace& trace;
+  std::function<void()> onNextYield;
+  int runs = 0;
+  int yields = 0;
+  bool quit = false;
+};
+
+struct FakeFiles : Files {
+  std::string ProgramDirectory() override { return "/program"; }
+  char Separator() override { return '/'; }
+  std::vector<std::string> List(const std::string& directory) override {
+    std::vector<std::string> names;
+    for (const auto& [path, content] : files)
+      if (path.starts_with(directory)) names.push_back(path.substr(directory.size()));
+    return names;
+  }
+  std::optional<std::string> Read(const std::string& path) override {
+    const auto file = files.find(path);
+    return file == files.end() ? std::nullopt : std::optional(file->second);
+  }
+  bool Delete(const std::string& path) override { return files.erase(path) == 1; }
+
+  std::map<std::string, std::string> files;
+};
+
+struct ShownBox {
+  std::string title;
+  std::string text;
+  BoxIcon icon;
+  BoxButtons buttons;
+};
+
+struct FakeBoxes : MessageBoxes {
+  BoxAnswer Show(const std::string& text, const std::string& title, BoxIcon icon, BoxButtons buttons) override {
+    trace.push_back("box " + title);
+    shown.push_back({title, text, icon, buttons});
+    if (whileOpen) whileOpen();
+    return answer;
+  }
+
+  explicit FakeBoxes(Trace& allTrace) : trace(allTrace) {}
+  Trace& trace;
+  std::vector<ShownBox> shown;
+  std::function<void()> whileOpen;
+  BoxAnswer answer = BoxAnswer::Ok;
+};
+
+struct FakeNetwork : Network {
+  StartResult Start(std::uint16_t version) override {
+    askedVersion = version;
+    return started;
+  }
+  int Stop() override { return stopError; }
+  std::string HostName() override { return hostName; }
+  std::vector<Address> HostAddresses(const std::string&) override { return addresses; }
+
+  StartResult started{0, 0x0101};
+  std::uint16_t askedVersion = 0;
+  int stopError = 0;
+  std::string hostName = "host";
+  std::vector<Address> addresses{{10, 0, 0, 1}};
+};
+
+struct FakeProcess : Process {
+  Version ProgramVersion() override { return {2, 0, 7}; }
+  bool PreviousInstance() override {
+    trace.push_back("instance?");
+    return otherInstance;
+  }
+  void EndWithRunTimeError(int number, const std::string&) override { throw number; }
+  void Report(const std::string& line) override { reports.push_back(line); }
+  void Randomize() override { trace.push_back("randomize"); }
+  double Random() override { return 0.5; }
+
+  explicit FakeProcess(Trace& allTrace) : trace(allTrace) {}
+  Trace& trace;
+  std::vector<std::string> reports;
+  bool otherInstance = false;
+};
+
+struct FakeProfile : Profile {
+  std::string GetString(const std::string& section, const std::string& key, const std::string& missing,
+                        std::size_t bufferSize) override {
+    const auto value = values.find({section, key});
+    return (value == values.end() ? missing : value->second).substr(0, bufferSize - 1);
+  }
+  void BeginSave() override {
+    if (groups++ == 0) trace.push_back("save");
+  }
+  void WriteString(const std::string& section, const std::string& key, const std::string& value) override {
+    EXPECT_GT(groups, 0) << "written outside of a save: " << key;
+    written.push_back(section + "/" + key + "=" + value);
+    if (!broken) values[{section, key}] = value;
+  }
+  bool CommitSave() override {
+    --groups;
+    return !broken;
+  }
+
+  explicit FakeProfile(Trace& allTrace) : trace(allTrace) {}
+  Trace& trace;
+  std::map<std::pair<std::string, std::string>, std::string> values;
+  std::vector<std::string> written;
+  bool broken = false;
+  int groups = 0;
+};
+
+struct FakeTimer : Timer {
+  void SetIntervalMilliseconds(int milliseconds) override { interval = milliseconds; }
+  void Restart() override { running = true; }
+
+  int interval = 0;
+  bool running = false;
+};
+
+struct SentDatagram {
+  std::string address;
+  std::int32_t port;
+  std::string message;
+  bool operator==(const SentDatagram&) const = default;
+};
+
+inline void PrintTo(const SentDatagram& datagram, std::ostream* out) {
+  *out << datagram.address << ":" << datagram.port << " " << testing::PrintToString(datagram.message);
+}
+
+struct FakeUdpPort : UdpPort {
+  void SetDataArrived(DataArrived newHandler) override { handler = newHandler; }
+  void Deactivate() override { active = false; }
+  void SetLocalPort(std::uint16_t newPort) override { localPort = newPort; }
+  void SetAcceptData(bool accept) override { accepting = accept; }
+  int Activate() override {
+    trace.push_back("udp " + std::to_string(localPort));
+    active = bindError == 0;
+    return bindError;
+  }
+  bool Active() const override { return active; }
+  const std::string& RemoteHost() const override { return host; }
+  std::int32_t RemotePort() const override { return port; }
+  void SetRemoteHost(const std::string& address) override { host = address; }
+  void SetRemotePort(std::int32_t newPort) override { port = newPort; }
+  bool Send(std::string_view message) override {
+    sent.push_back({host, port, std::string(message)});
+    return sendWorks;
+  }
+
+  explicit FakeUdpPort(Trace& allTrace) : trace(allTrace) {}
+  Trace& trace;
+  DataArrived handler = nullptr;
+  std::uint16_t localPort = 1;
+  bool accepting = false;
+  bool active = false;
+  bool sendWorks = true;
+  int bindError = 0;
+  std::string host;
+  std::int32_t port = 0;
+  std::vector<SentDatagram> sent;
+};
+
+/// A test's outside world. While it lives, the logic runs against it.
+struct FakePlatform {
+  FakePlatform() {
+    platform.clock = &clock;
+    platform.events = &events;
+    platform.files = &files;
+    platform.boxes = &boxes;
+    platform.network = &network;
+    platform.process = &process;
+    platform.profile = &profile;
+    platform.Timer1 = &timer;
+    platform.UDPPort1 = &upstream;
+    platform.UDPPort2 = &downstream;
+    upstream.active = true;
+    downstream.active = true;
+  }
+  ~FakePlatform() { platform = Platform{}; }
+  FakePlatform(const FakePlatform&) = delete;
+  FakePlatform& operator=(const FakePlatform&) = delete;
+
+  Trace trace;
+  FakeClock clock;
+  FakeEventLoop events{trace};
+  FakeFiles files;
+  FakeBoxes boxes{trace};
+  FakeNetwork network;
+  FakeProcess process{trace};
+  FakeProfile profile{trace};
+  FakeTimer timer;
+  FakeUdpPort upstream{trace};
+  FakeUdpPort downstream{trace};
+};
+
+}  // namespace quenvar

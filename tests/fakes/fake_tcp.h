@@ -1,0 +1,61 @@
+// TCP sockets without a network: they note what they are told, and the test raises their events.
+#pragma once
+
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/tcp.h"
+
+namespace quenvar {
+
+struct FakeTcpListener : TcpListener {
+  void SetHandlers(const Handlers& given) override { handlers = given; }
+  void SetLocalPort(std::uint16_t port) override { localPort = port; }
+  int Activate() override { return activateError; }
+  std::size_t Send(std::int16_t connection, std::string_view data) override {
+    sent[connection] += data;
+    return waiting;
+  }
+  void SetReading(std::int16_t connection, bool on) override { reading[connection] = on; }
+  void Release(std::int16_t connection) override { released.push_back(connection); }
+  void CloseAll() override { closed = true; }
+
+  Handlers handlers;
+  std::uint16_t localPort = 0;
+  int activateError = 0;
+  std::size_t waiting = 0;  ///< what Send returns
+  std::map<std::int16_t, std::string> sent;
+  std::map<std::int16_t, bool> reading;
+  std::vector<std::int16_t> released;
+  bool closed = false;
+};
+
+struct FakeTcpClients : TcpClients {
+  void SetHandlers(const Handlers& given) override { handlers = given; }
+  void Create(std::int16_t index) override { Note("create", index); }
+  void Prepare(std::int16_t index) override { Note("prepare", index); }
+  void SetRemoteHost(std::int16_t index, const std::string& address) override { Note("host " + address, index); }
+  void SetRemotePort(std::int16_t index, std::int32_t port) override { Note("port " + std::to_string(port), index); }
+  void Connect(std::int16_t index) override { Note("connect", index); }
+  void Disconnect(std::int16_t index, bool awaitAnswers) override { Note(awaitAnswers ? "finish" : "abort", index); }
+  std::size_t Send(std::int16_t index, std::string_view data) override {
+    Note("send " + std::string(data), index);
+    return waiting;
+  }
+  void SetReading(std::int16_t index, bool on) override { reading[index] = on; }
+  void CloseAll() override { closed = true; }
+
+  void Note(const std::string& call, std::int16_t index) { calls.push_back(std::to_string(index) + " " + call); }
+  /// The calls since the last time, each as "index call".
+  std::vector<std::string> TakeCalls() { return std::exchange(calls, {}); }
+
+  Handlers handlers;
+  std::size_t waiting = 0;  ///< what Send returns
+  std::map<std::int16_t, bool> reading;
+  std::vector<std::string> calls;
+  bool closed = false;
+};
+
+}  // namespace quenvar

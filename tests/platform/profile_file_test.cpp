@@ -1,0 +1,177 @@
+#include "platform/posix/profile_file.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <sstream>
+
+namespace quenvar {
+namespace {
+
+namespace fs = std::filesystem;
+
+class ProfileStrings : public testing::Test {
+ protected:
+  ProfileStrings() {
+    char name[] = "/tmp/quenvar-profile-XXXXXX";
+    folder = mkdtemp(name);
+    path = folder + "/config/QUENVAR.INI";
+  }
+  ~ProfileStrings() override { fs::remove_all(folder); }
+
+  void Put(const std::string& text) {
+    fs::create_directories(folder + "/config");
+    std::ofstream(path, std::ios::binary) << text;
+  }
+  std::string Content() {
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
+  }
+  std::string Get(const std::string& section, const std::string& key) {
+    return ProfileFile(path).GetString(section, key, "missing", 80);
+  }
+  bool Set(const std::string& section, const std::string& key, const std::string& value) {
+    ProfileFile profile(path);
+    profile.BeginSave();
+    profile.WriteString(section, key, value);
+    return profile.CommitSave();
+  }
+
+  std::string folder;
+  std::string path;
+};
+
+TEST_F(ProfileStrings, ValuesAreFoundByTheRulesOfTheFormat) {
+  Put("key=before any section\r\n"
+      "; [OPTIONS]\r\n"
+      "[Options] rest\r\n"
+      ";key=comment\r\n"
+      "  KEY\t=  value = more ; all of it \t\r\n"
+      "key=second\r\n"
+      "empty=\r\n"
+      "double=\"  quoted \"\r\n"
+      "single='quoted'\r\n"
+      "uneven=\"quoted'\r\n"
+      "one=\"\r\n"
+      "no equals sign\r\n"
+      "=no key\r\n"
+      "[OTHER\r\n"
+      "key=other\r\n"
+      "[options]\r\n"
+      "late=ignored");
+  EXPECT_EQ(Get("OPTIONS", "key"), "value = more ; all of it");
+  EXPECT_EQ(Get("options", "EMPTY"), "");
+  EXPECT_EQ(Get("OPTIONS", "double"), "  quoted ");
+  EXPECT_EQ(Get("OPTIONS", "single"), "quoted");
+  EXPECT_EQ(Get("OPTIONS", "uneven"), "\"quoted'");
+  EXPECT_EQ(Get("OPTIONS", "one"), "\"");
+  EXPECT_EQ(Get("OPTIONS", "no equals sign"), "missing");
+  EXPECT_EQ(Get("OTHER", "key"), "other");
+  EXPECT_EQ(Get("OPTIONS", "late"), "missing") << "of two sections with one name the first counts";
+  EXPECT_EQ(Get("NONE", "key"), "missing");
+}
+
+TEST_F(ProfileStrings, ValuesAreCutToTheBuffer) {
+  Put("[S]\nk=" + std::string(100, 'x') + "\n");
+  ProfileFile profile(path);
+  EXPECT_EQ(profile.GetString("S", "k", "", 80), std::string(79, 'x'));
+  EXPECT_EQ(profile.GetString("S", "none", "default", 4), "def");
+}
+
+TEST_F(ProfileStrings, EverythingElseStaysByteForByte) {
+  Put("; a comment\r\n\r\n[Foreign]\r\nx = 1\r\n\r\n[options]\r\n SysTray = old\r\n; kept\r\n\r\n[Last]\r\ny=2");
+  ProfileFile profile(path);
+  profile.BeginSave();
+  profile.WriteString("OPTIONS", "SYSTRAY", "Yes");
+  profile.WriteString("OPTIONS", "NOCACHE", "No");
+  profile.WriteString("NEW", "A", "line\r\nbreak");
+  profile.WriteString("Last", "z", "");
+  EXPECT_TRUE(profile.CommitSave());
+  EXPECT_EQ(Content(),
+            "; a comment\r\n\r\n[Foreign]\r\nx = 1\r\n\r\n[options]\r\nSysTray=Yes\r\n; "
+            "kept\r\nNOCACHE=No\r\n\r\n[Last]\r\ny=2\r\n"
+            "z=\r\n[NEW]\r\nA=line  break\r\n");
+  EXPECT_EQ(profile.GetString("new", "a", "", 80), "line  break");
+}
+
+TEST_F(ProfileStrings, AFreshFileIsMadeWithItsDirectory) {
+  EXPECT_EQ(Get("S", "k"), "missing");
+  EXPECT_TRUE(Set("S", "k", "v"));
+  EXPECT_EQ(Content(), "[S]\nk=v\n");
+}
+
+TEST_F(ProfileStrings, ChangesByHandBetweenTwoSavesSurvive) {
+  ProfileFile profile(path);
+  Put("[S]\nk=1\n");
+  EXPECT_EQ(profile.GetString("S", "k", "", 80), "1");
+  Put("[S]\nk=1\nby hand=2\n");
+  profile.BeginSave();
+  profile.WriteString("S", "k", "3");
+  EXPECT_TRUE(profile.CommitSave());
+  EXPECT_EQ(Content(), "[S]\nk=3\nby hand=2\n");
+}
+
+TEST_F(ProfileStrings, AFileBehindALinkAndItsModeStay) {
+  Put("[S]\nk=1\n");
+  fs::rename(path, folder + "/target");
+  fs::create_symlink(folder + "/target", path);
+  fs::permissions(folder + "/target", fs::perms::owner_read | fs::perms::owner_write);
+  EXPECT_TRUE(Set("S", "k", "2"));
+  EXPECT_TRUE(fs::is_symlink(path));
+  EXPECT_EQ(Content(), "[S]\nk=2\n");
+  EXPECT_EQ(fs::status(path).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+}
+
+TEST_F(ProfileStrings, WhatCannotBeWrittenStaysAsItWas) {
+  Put("[S]\nk=old\n");
+  // The system refuses to write a file beyond this size, as it does on a full disk.
+  std::signal(SIGXFSZ, SIG_IGN);
+  rlimit before{};
+  getrlimit(RLIMIT_FSIZE, &before);
+  rlimit full = before;
+  full.rlim_cur = 5;
+  setrlimit(RLIMIT_FSIZE, &full);
+  const bool saved = Set("S", "k", "new");
+  setrlimit(RLIMIT_FSIZE, &before);
+  EXPECT_FALSE(saved);
+  EXPECT_EQ(Content(), "[S]\nk=old\n");
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder + "/config"), fs::directory_iterator()), 1)
+      << "no piece is left";
+
+  fs::remove(path);
+  fs::create_directories(path + "/in its place");
+  EXPECT_FALSE(Set("S", "k", "new"));
+  EXPECT_TRUE(fs::is_directory(path));
+}
+
+TEST_F(ProfileStrings, AnyBytesAreReadAndKept) {
+  std::mt19937 random(1);
+  for (int round = 0; round < 300; ++round) {
+    std::string text(random() % 200, '\0');
+    const std::string alphabet("[]=;\"' \r\n\0aSk", 13);
+    for (char& c : text) c = random() % 4 == 0 ? static_cast<char>(random()) : alphabet[random() % alphabet.size()];
+    Put(text);
+    const std::string before = Get("S", "k");
+    ASSERT_TRUE(Set("S", "unlikely", "value")) << round;
+    ASSERT_EQ(Get("S", "unlikely"), "value") << testing::PrintToString(text);
+    ASSERT_EQ(Get("S", "k"), before) << testing::PrintToString(text);
+  }
+}
+
+TEST_F(ProfileStrings, TenMebibytesAreReadAndSaved) {
+  std::string text;
+  while (text.size() < 10 * 1024 * 1024) text += text.size() % 3 == 0 ? "\n" : "x=1\n[s]\n";
+  Put(text + "[S]\nk=1\n");
+  EXPECT_EQ(Get("S", "x"), "1");
+  EXPECT_TRUE(Set("N", "k", "2"));
+  EXPECT_EQ(Content().size(), text.size() + 8 + 8);
+}
+
+}  // namespace
+}  // namespace quenvar

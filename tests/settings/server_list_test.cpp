@@ -1,0 +1,135 @@
+#include "settings/server_list.h"
+
+#include "settings/address.h"
+#include "tests/fakes/service.h"
+
+namespace quenvar {
+namespace {
+
+class NameServers : public Service {};
+
+TEST_F(NameServers, AddressesAreCheckedInOrder) {
+  OwnAddresses[2] = "10.0.0.1";
+  OwnAddresses[3] = "10.0.0.3";
+  OwnAddressCount = 3;
+  const char* const kOwn = "This is your own ip address!";
+  const std::pair<const char*, const char*> cases[] = {
+      {"192.168.0.1", ""},
+      {"0.0.0.0", ""},
+      {"192.168.0.256", "Format error"},
+      {"192.168.0.1a", "Invalid characters"},
+      {"192.168.0.-1", "Invalid characters"},
+      {" 10.0.0.2", "Invalid characters"},
+      {"1234567890123456", "Format error"},
+      {"1234567890123456x", "Invalid characters"},
+      {"192.168.100.1000", "Format error"},
+      {"1.2.3", "Format error"},
+      {"", "Format error"},
+      {"1.2.3.4.5", ""},
+      {"1.2.3.4.999", ""},
+      {"...", ""},
+      {"1..2.3", ""},
+      {"10.0.0.1", kOwn},
+      {"127.0.0.1", kOwn},
+      {"255.255.255.255", kOwn},
+      {"10.0.0.3", ""},
+      {"010.0.0.1", ""},
+  };
+  for (const auto& [text, error] : cases) EXPECT_EQ(ValidateAddress(text), error) << text;
+}
+
+TEST_F(NameServers, AValidAddressIsTakenTrimmedAndSaved) {
+  CommitAddressEdit(2, "  10.1.0.3 ");
+  EXPECT_EQ(ServerAddress[2], "10.1.0.3");
+  EXPECT_EQ(ServerEnabled[2], kTrue) << "a new row is switched on";
+  EXPECT_EQ(ServerListChanged, kTrue);
+  EXPECT_EQ(table.calls, (Trace{"2 tick", "2 address '10.1.0.3'"}));
+  EXPECT_EQ(table.refreshes, 1);
+  EXPECT_EQ(profile.written.size(), 41u) << "the name servers only";
+
+  ServerEnabled[2] = kFalse;
+  ServerWinning[2] = 4;
+  CommitAddressEdit(2, "10.1.0.4");
+  EXPECT_EQ(ServerEnabled[2], kFalse) << "an edited row stays as it was";
+  EXPECT_EQ(ServerWinning[2], 4);
+}
+
+TEST_F(NameServers, AnEmptyCellClearsTheRow) {
+  SetServer(1, "10.1.0.2", "text", 30);
+  TotalWinning = 100;
+  CommitAddressEdit(1, "");
+  EXPECT_EQ(ServerAddress[1] + ServerDescription[1], "");
+  EXPECT_EQ(ServerEnabled[1], kFalse);
+  EXPECT_EQ(ServerWinning[1], 0);
+  EXPECT_EQ(TotalWinning, 70);
+  EXPECT_EQ(table.calls, (Trace{"1 description ''", "1 untick"}));
+  EXPECT_EQ(table.refreshes, 1);
+  EXPECT_TRUE(profile.written.empty());
+}
+
+TEST_F(NameServers, AWrongAddressIsOfferedForCorrection) {
+  SetServer(0, "10.1.0.1");
+  correction.answer = 1;
+  correction.whileOpen = [] { CommitAddressEdit(5, "10.9.9.9"); };
+  CommitAddressEdit(0, " 10.1.0.1x ");
+  ASSERT_EQ(correction.asked.size(), 1u);
+  EXPECT_EQ(correction.asked[0].first, "Cannot add ' 10.1.0.1x ' to the list of name servers.");
+  EXPECT_EQ(correction.asked[0].second, "Invalid characters");
+  EXPECT_EQ(table.calls, (Trace{"page", "0 focus", "0 select"}));
+  EXPECT_EQ(events.runs, 2);
+  EXPECT_EQ(ServerAddress[5], "") << "edits that end within the question do nothing";
+
+  table.calls.clear();
+  for (const std::int16_t answer : {std::int16_t{0}, std::int16_t{2}}) {
+    correction.answer = answer;
+    CommitAddressEdit(0, "   ");
+    EXPECT_EQ(table.calls, Trace{"0 address '10.1.0.1'"}) << "the stored address comes back";
+    table.calls.clear();
+  }
+  EXPECT_EQ(ServerAddress[0], "10.1.0.1");
+  CommitAddressEdit(5, "10.9.9.9");
+  EXPECT_EQ(ServerAddress[5], "10.9.9.9") << "the guard is open again";
+}
+
+TEST_F(NameServers, UntickingTheLastOneWarnsAndStillDisables) {
+  SetServer(0, "10.1.0.1");
+  SetServer(1, "10.1.0.2");
+  SetServer(12, "10.1.0.13");
+  SetServerEnabled(0, false);
+  EXPECT_TRUE(boxes.shown.empty());
+  SetServerEnabled(1, false);
+  ASSERT_EQ(boxes.shown.size(), 1u);
+  EXPECT_EQ(boxes.shown[0].title, "No Nameserver?!");
+  EXPECT_EQ(boxes.shown[0].icon, BoxIcon::Information);
+  EXPECT_EQ(
+      boxes.shown[0].text,
+      "Warning: All name servers have been deselected. Unless you enable at least one nameserver, your DNS service "
+      "will not work correctly!");
+  EXPECT_EQ(ServerEnabled[1], kFalse);
+  SetServerEnabled(1, true);
+  EXPECT_EQ(ServerEnabled[1], kTrue);
+  EXPECT_EQ(table.calls, (Trace{"0 disabled", "1 disabled", "1 enabled"}));
+  EXPECT_TRUE(profile.written.empty());
+}
+
+TEST_F(NameServers, AResetForgetsTheTenRows) {
+  ServerWinning.fill(5);
+  ServerResponded.fill(kTrue);
+  TotalWinning = 50;
+  ResetServerStatistics();
+  EXPECT_EQ(ServerWinning[0] + ServerWinning[9] + TotalWinning, 0);
+  EXPECT_EQ(ServerResponded[9], kFalse);
+  EXPECT_EQ(ServerWinning[10], 5);
+  EXPECT_EQ(ServerResponded[10], kTrue);
+  EXPECT_EQ(table.refreshes, 1);
+}
+
+TEST_F(NameServers, DescriptionsAreTakenAsTyped) {
+  CommitDescriptionEdit(4, "  any \xff text ");
+  EXPECT_EQ(ServerDescription[4], "  any \xff text ");
+  EXPECT_EQ(ServerListChanged, kTrue);
+  EXPECT_TRUE(profile.written.empty());
+}
+
+}  // namespace
+}  // namespace quenvar

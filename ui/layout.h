@@ -1,0 +1,24 @@
+// The fixed layout of the windows: positions in twips (1/1440 inch), fonts in points at 96 dots an inch, so that every
+// window looks the same whatever the resolution of the screen.
+#pragma once
+
+#include <QFont>
+#include <QRect>
+#include <QString>
+
+namespace quenvar {
+
+inline constexpr int kTwipsPerPixel = 15;
+
+constexpr int Pixels(int twips) { return (twips + kTwipsPerPixel / 2) / kTwipsPerPixel; }
+
+inline QRect TwipsRect(int left, int top, int width, int height) {
+  return QRect(Pixels(left), Pixels(top), Pixels(width), Pixels(height));
+}
+
+QFont FontOfPoints(const QString& face, double points);
+
+/// Makes a face usable that is installed, or that lies in `fallbackFile`. False when there is neither.
+bool ProvideFont(const QString& face, const QString& fallbackFile);
+
+}  // namespace quenvar

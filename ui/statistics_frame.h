@@ -1,0 +1,65 @@
+#pragma once
+
+#include <QFrame>
+#include <QGroupBox>
+#include <QLineEdit>
+
+#include "settings/statistics_view.h"
+#include "ui/refresh_timer.h"
+
+namespace quenvar {
+
+/// A sunken panel that is filled from the left by a share of 0 to 100 percent.
+class ShareBar : public QFrame {
+ public:
+  ShareBar(QWidget* parent, const QColor& fill);
+
+  void SetPercent(int share);
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+
+ private:
+  const QColor color_;
+  int percent_ = 0;
+};
+
+/// The frame "Statistics" of the system page.
+class StatisticsFrame : public QGroupBox, public StatisticsView {
+ public:
+  explicit StatisticsFrame(QWidget* parent);
+
+  void ShowCacheShare(std::int16_t percent) override;
+  void ShowServerShare(std::int16_t percent) override;
+  void ShowLostShare(std::int16_t percent) override;
+  void ShowWaiting(const std::string& count) override;
+  void ShowGain(const std::string& text) override;
+
+ protected:
+  void showEvent(QShowEvent* event) override;
+
+ private:
+  // What is to be shown. It changes with every query; the controls follow at the pace of the eye.
+  struct Values {
+    int cache = 0;
+    int server = 0;
+    int lost = 0;
+    std::string waiting = "0";
+    std::string gain = "0,0";
+  };
+
+  QLineEdit* AddValueBox(int top, int width);
+  void AddCaption(int top, const QString& text);
+  void Changed();
+  void ShowValues();
+
+  Values values_;
+  ShareBar* Progress1;
+  ShareBar* Progress2;
+  ShareBar* Progress3;
+  QLineEdit* Text7;
+  QLineEdit* Text4;
+  RefreshTimer refresh_;
+};
+
+}  // namespace quenvar
