@@ -22,7 +22,7 @@
 #include "platform/qt/socket_udp_port.h"
 #include "platform/qt/tcp_clients.h"
 #include "platform/qt/tcp_listener.h"
-// WN#include "platform/qt/wait_notice.h"
+#include "platform/qt/wait_notice.h"
 #include "platform/sqlite/sqlite_record_store.h"
 #include "settings/statistics.h"
 #include "ui/main_window.h"
@@ -51,8 +51,6 @@ void EndSession() { UnloadMainWindow(UnloadMode::SessionEnd); }
 
 int main(int argc, char** argv) {
   RaiseDescriptorLimit();
-  // Qt's own event dispatcher costs less per datagram than the one it borrows from GLib.
-  qputenv("QT_NO_GLIB", "1");
   QApplication::setStyle("Windows");
   QApplication application(argc, argv);
   QApplication::setApplicationName("quenvar");
@@ -65,11 +63,11 @@ int main(int argc, char** argv) {
   QtMessageBoxes boxes;
   HostNetwork network;
   ProfileFile profile(UserPath(QStandardPaths::GenericConfigLocation, "QUENVAR.INI"));
-  // WN  QtWaitNotice waitNotice;
+  QtWaitNotice waitNotice;
   QTimer flushTimer;
   flushTimer.setSingleShot(true);
   flushTimer.setInterval(SqliteRecordStore::kGroupTime);
-  SqliteRecordStore records(nullptr, [&flushTimer] { flushTimer.start(); });
+  SqliteRecordStore records(&waitNotice, [&flushTimer] { flushTimer.start(); });
   QObject::connect(&flushTimer, &QTimer::timeout, [&records] { records.Flush(); });
   QtTimer timer(&OnTimer1);
   SocketUdpPort upstream(events);
