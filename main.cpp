@@ -45,6 +45,12 @@ std::string UserPath(QStandardPaths::StandardLocation location, const char* name
   return QStandardPaths::writableLocation(location).toStdString() + "/" + name;
 }
 
+// A run-time directory that is missing, or that another user has made, is no place for the lock.
+std::string LockPath() {
+  const bool usable = !QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation).isEmpty();
+  return UserPath(usable ? QStandardPaths::RuntimeLocation : QStandardPaths::GenericConfigLocation, "quenvar.lock");
+}
+
 void EndSession() { UnloadMainWindow(UnloadMode::SessionEnd); }
 
 }  // namespace
@@ -76,8 +82,7 @@ int main(int argc, char** argv) {
   SocketTcpClients clients;
   EndRequests endRequests(&EndSession);
   const Version version{QUENVAR_VERSION_MAJOR, QUENVAR_VERSION_MINOR, QUENVAR_VERSION_REVISION};
-  const std::string lockPath = UserPath(QStandardPaths::RuntimeLocation, "quenvar.lock");
-  QtProcess process(version, QString::fromStdString(lockPath), boxes, [&] {
+  QtProcess process(version, QString::fromStdString(LockPath()), boxes, [&] {
     timer.Stop();
     upstream.Deactivate();
     downstream.Deactivate();

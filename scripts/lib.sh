@@ -20,13 +20,13 @@ need_for_build() {
   need g++ cmake ninja-build qt6-base-dev libsqlite3-dev fonts-wine fonts-liberation
 }
 
-# build_in FOLDER TARGET [CMAKE OPTION]...: says something only when there is something to do.
+# build_in FOLDER TARGET [CMAKE OPTION]...: quiet when nothing has to be done.
 build_in() {
   local folder=$1 target=$2
   shift 2
-  [ -e "$folder/build.ninja" ] || cmake -S . -B "$folder" -G Ninja "$@" >/dev/null
-  if ! ninja -C "$folder" -n "$target" | grep -q 'no work to do'; then
-    echo "Building $target in $folder"
-    ninja -C "$folder" --quiet "$target"
+  if [ ! -e "$folder/build.ninja" ]; then
+    echo "Building in $folder; this takes a minute or two"
+    cmake -S . -B "$folder" -G Ninja "$@" >/dev/null
   fi
+  ninja -C "$folder" --quiet "$target" > >(grep -v '^ninja: no work to do')
 }

@@ -5,14 +5,17 @@ start_virtual_display() {
   need xvfb xauth
   virtual_display_folder=$(mktemp -d)
   export XAUTHORITY=$virtual_display_folder/authority
-  # A cookie for any display number, because the number is known only once the display runs.
-  xauth -q add :0 . "$(mcookie)" 2>/dev/null
-  xauth -q nlist | sed 's/^..../ffff/' | xauth -q nmerge -
+  # The display takes the cookie whatever number stands beside it; its own number is known only once it runs.
+  local cookie number
+  cookie=$(mcookie)
+  touch "$XAUTHORITY"
+  xauth -q add :0 . "$cookie"
   mkfifo "$virtual_display_folder/number"
   Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp -auth "$XAUTHORITY" \
     3>"$virtual_display_folder/number" >/dev/null 2>&1 &
   virtual_display_process=$!
   read -r number <"$virtual_display_folder/number"
+  xauth -q add ":$number" . "$cookie"
   export DISPLAY=:$number
 }
 
