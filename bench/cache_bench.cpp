@@ -1,7 +1,8 @@
 // Measures the answer cache: CPU time of a store of a known name and of a look-up, and the time that opening takes.
-//   cache_bench DIRECTORY NAMES
+//   cache_bench DIRECTORY NAMES STORES_PER_FLUSH
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -37,32 +38,60 @@ std::string AnswerOf(unsigned number, unsigned round) {
   return std::string(length, static_cast<char>(number + round));
 }
 
+struct Cost {
+  double cpuMicroseconds;  ///< of one operation
+  double longestMilliseconds;
+};
+
 template <typename Operation>
-double CpuPerOperation(unsigned names, Operation operation) {
+Cost CostOf(unsigned names, Operation operation) {
   std::mt19937 random(1);
   const double begin = CpuMicroseconds();
-  for (int i = 0; i < kOperations; ++i) operation(static_cast<unsigned>(random() % names));
-  return (CpuMicroseconds() - begin) / kOperations;
+  std::chrono::steady_clock::duration longest{};
+  for (int i = 0; i < kOperations; ++i) {
+    const auto start = std::chrono::steady_clock::now();
+    operation(static_cast<unsigned>(random() % names));
+    longest = std::max(longest, std::chrono::steady_clock::now() - start);
+  }
+  return {(CpuMicroseconds() - begin) / kOperations, std::chrono::duration<double, std::milli>(longest).count()};
 }
 
-void Measure(const std::string& directory, unsigned names) {
+double SecondsToOpen() {
+  const auto begin = std::chrono::steady_clock::now();
+  OpenCache();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+}
+
+void Print(const char* what, Cost cost) {
+  std::printf("  %-44s %6.1f us CPU, longest %6.1f ms\n", what, cost.cpuMicroseconds, cost.longestMilliseconds);
+}
+
+// `storesPerFlush` stores get into the file together, as in half a second of twice as many queries a second.
+void Measure(const std::string& directory, unsigned names, unsigned storesPerFlush) {
   SqliteRecordStore store(nullptr, nullptr);
   CacheSurroundings surroundings(directory, store);
   OpenCache();
   for (unsigned i = 0; i < names; ++i) CacheStore(NameOf(i), AnswerOf(i, 0));
   CloseCache();
+  const double opening = SecondsToOpen();
+  const auto mebibytes = static_cast<double>(std::filesystem::file_size(AppPath + "DNSCACHE.MDB")) / (1 << 20);
+  std::printf("%u names, %.1f MiB, opened and compacted in %.2f s\n", names, mebibytes, opening);
 
-  const auto begin = std::chrono::steady_clock::now();
-  OpenCache();
-  const std::chrono::duration<double> opening = std::chrono::steady_clock::now() - begin;
-
+  unsigned count = 0;
   unsigned misses = 0;
-  unsigned round = 0;
-  const double store_us = CpuPerOperation(names, [&](unsigned i) { CacheStore(NameOf(i), AnswerOf(i, ++round)); });
-  const double lookup_us = CpuPerOperation(names, [&](unsigned i) { misses += CacheLookup(NameOf(i)).empty(); });
-  const auto size = static_cast<double>(std::filesystem::file_size(AppPath + "DNSCACHE.MDB"));
-  std::printf("%9u names  %7.1f MiB  store %5.1f us  look-up %5.1f us  together %5.1f us  open %5.2f s  misses %u\n",
-              names, size / (1 << 20), store_us, lookup_us, store_us + lookup_us, opening.count(), misses);
+  const auto lookup = [&](unsigned i) { misses += CacheLookup(NameOf(i)).empty(); };
+  const auto replace = [&](unsigned i) {
+    CacheStore(NameOf(i), AnswerOf(i, ++count));
+    if (count % storesPerFlush == 0) store.Flush();
+  };
+  Print("store of a known name", CostOf(names, replace));
+  Print("look-up", CostOf(names, lookup));
+  Print("look-up and store", CostOf(names, [&](unsigned i) { lookup(i), replace(i); }));
+  Print("look-up and store of a fresh name", CostOf(names, [&](unsigned) {
+          CacheLookup(NameOf(names + count));
+          replace(names + count);
+        }));
+  if (misses) std::printf("  %u LOOK-UPS FAILED\n", misses);
   CloseCache();
 }
 
@@ -71,6 +100,6 @@ void Measure(const std::string& directory, unsigned names) {
 }  // namespace quenvar
 
 int main(int argc, char** argv) {
-  if (argc != 3) return 2;
-  quenvar::Measure(argv[1], static_cast<unsigned>(std::atoi(argv[2])));
+  if (argc != 4) return 2;
+  quenvar::Measure(argv[1], static_cast<unsigned>(std::atoi(argv[2])), static_cast<unsigned>(std::atoi(argv[3])));
 }

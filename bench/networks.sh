@@ -1,8 +1,8 @@
 # Sourced by scripts that show or measure the whole program: a network on this machine that no other program sees.
 
 # in_own_networks SCRIPT [ARGUMENT]...
-# Runs the script as root of namespaces of its own, with an empty /tmp. The folder that it was called in is open there as
-# descriptor 3. When this ends, in whatever way, everything that the script has started ends too and leaves nothing.
+# Runs the script as root of namespaces of its own, with an empty /tmp. The folder that it was called in is open there
+# as descriptor 3. When this ends, in whatever way, everything that the script has started ends too and leaves nothing.
 in_own_networks() {
   local user=()
   [ "$(id -u)" = 0 ] || user=(unshare --user --map-root-user)

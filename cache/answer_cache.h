@@ -1,7 +1,7 @@
 // The answer cache: whole answer messages by question name, kept on disk without expiry.
 //
-// A message is longer than a field of the database, so it is kept as a chain of records under 255-byte fields. The first
-// record's key is the upper-cased name. A record begins with a byte that says what it is:
+// A message is longer than a field of the database, so it is kept as a chain of records under 255-byte fields. The
+// first record's key is the upper-cased name. A record begins with a byte that says what it is:
 //   code 0: the last record; the rest of the message follows,
 //   code 1: 249 bytes of the message follow, then the five-byte key of the next record.
 #pragma once

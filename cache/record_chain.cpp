@@ -15,6 +15,7 @@ constexpr char kLast = '\0';
 constexpr char kContinued = '\1';
 constexpr std::size_t kPayload = 249;
 constexpr std::size_t kKeyLength = 5;
+constexpr std::size_t kLongestName = 255;
 
 // No datagram needs more records, so that a longer chain must be a ring.
 constexpr int kMostRecords = 65535 / kPayload + 1;
@@ -71,6 +72,8 @@ std::string CacheLookup(std::string_view name) {
 
 void CacheStore(std::string_view name, std::string_view value) {
   RecordStore& records = *platform.records;
+  // The database would refuse it, and with it the stores before it that are not on disk yet.
+  if (name.size() > kLongestName) return;
   if (!records.Begin()) return;
   if (WriteAnswer(name, value)) {
     records.Commit();

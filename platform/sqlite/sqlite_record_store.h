@@ -1,9 +1,9 @@
 // RecordStore over SQLite. While a file is open, its newest transactions stand in companion files of the same name with
 // "-wal" and "-shm" added; closing it leaves the one file.
 //
-// A transaction of its own for every answer would cost several times more than the answer. So the transactions of half a
-// second go into the file together. They are read back at once, and what a crash takes is the last half second, always
-// in whole transactions.
+// A transaction of its own for every answer would cost several times more than the answer. So the transactions of half
+// a second go into the file together. They are read back at once, and what a crash takes is the last half second,
+// always in whole transactions.
 #pragma once
 
 #include <chrono>
@@ -49,6 +49,7 @@ class SqliteRecordStore : public RecordStore {
 
  private:
   void ReportWork(SqliteConnection& connection);
+  void ReadAhead(const std::string& path);
 
   WaitNotice* notice_;
   std::function<void()> flushLater_;

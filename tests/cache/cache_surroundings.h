@@ -1,34 +1,19 @@
-// What the cache needs around it besides a record store: a real directory and random numbers that repeat.
+// What the cache needs around it besides a record store: a directory on disk, a clock, and random numbers.
 #pragma once
 
+#include <cstdlib>
 #include <deque>
-#include <filesystem>
-#include <fstream>
 #include <random>
 #include <string>
-#include <vector>
 
+#include "engine/event_log.h"
 #include "engine/startup.h"
-#include "platform/files.h"
 #include "platform/platform.h"
+#include "platform/posix/disk_files.h"
+#include "platform/posix/system_clock.h"
 #include "platform/process.h"
 
 namespace quenvar {
-
-class DirectoryFiles : public Files {
- public:
-  std::string ProgramDirectory() override { return AppPath; }
-  char Separator() override { return '/'; }
-  std::vector<std::string> List(const std::string& directory) override {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
-      if (entry.is_regular_file()) names.push_back(entry.path().filename());
-    }
-    return names;
-  }
-  std::optional<std::string> Read(const std::string&) override { return std::nullopt; }
-  bool Delete(const std::string& path) override { return std::filesystem::remove(path); }
-};
 
 class RandomProcess : public Process {
  public:
@@ -48,20 +33,23 @@ class RandomProcess : public Process {
   std::deque<double> next;
 
  private:
-  std::mt19937 generator_;
+  std::mt19937 generator_{std::random_device{}()};
 };
 
 /// Puts the cache into `directory`, over `store`, as long as it lives.
 struct CacheSurroundings {
-  CacheSurroundings(const std::string& directory, RecordStore& store) {
+  CacheSurroundings(const std::string& directory, RecordStore& store) : files(directory) {
     AppPath = directory + "/";
+    platform.clock = &clock;
     platform.files = &files;
     platform.process = &process;
     platform.records = &store;
+    ClearLog();
   }
   ~CacheSurroundings() { platform = {}; }
 
-  DirectoryFiles files;
+  SystemClock clock;
+  DiskFiles files;
   RandomProcess process;
 };
 

@@ -1,11 +1,12 @@
 #include <sched.h>
 #include <signal.h>
 #include <sys/mount.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
-#include <thread>
 
 #include "tests/cache/cache_test.h"
 
@@ -26,42 +27,54 @@ std::string NumberedValue(unsigned number) {
   return value;
 }
 
-// Stores without end, and writes the number of each store that was acknowledged.
-[[noreturn]] void StoreUntilKilled(unsigned number, int acknowledged) {
+/// How a process that stores is killed.
+struct Kill {
+  bool whileOpening;        ///< the time runs from its start, not from its first store
+  Milliseconds lifetime;    ///< above 0
+  unsigned storesPerFlush;  ///< 0: it leaves that to the record store
+};
+
+void KillThisProcess(int) { kill(getpid(), SIGKILL); }
+
+void KillThisProcessAfter(Milliseconds lifetime) {
+  signal(SIGALRM, KillThisProcess);
+  const itimerval timer{{0, 0}, {lifetime.count() / 1000, lifetime.count() % 1000 * 1000}};
+  setitimer(ITIMER_REAL, &timer, nullptr);
+}
+
+// Writes the number of each store that was flushed or, without flushes, of each store.
+[[noreturn]] void StoreUntilKilled(unsigned number, const Kill& how, int report) {
   SqliteRecordStore records(nullptr, nullptr);
   platform.records = &records;
+  if (how.whileOpening) KillThisProcessAfter(how.lifetime);
   OpenCache();
+  if (!how.whileOpening) KillThisProcessAfter(how.lifetime);
   for (;; ++number) {
     CacheStore(NumberedName(number), NumberedValue(number));
-    if (write(acknowledged, &number, sizeof number) != sizeof number) _exit(1);
+    if (how.storesPerFlush && (number % how.storesPerFlush || !records.Flush())) continue;
+    if (write(report, &number, sizeof number) != sizeof number) _exit(1);
   }
 }
 
-struct Acknowledged {
-  unsigned last = 0;         ///< of all
-  unsigned lastSafe = 0;     ///< a second or more before the end
-};
-
-// Kills a process that stores, after `lifetime`.
-Acknowledged KillWhileStoring(unsigned number, Milliseconds lifetime) {
+/// Lets a process store the numbers from `number` on until it is killed. Returns the latest number that has to be in
+/// the file: the last one flushed or, without flushes, the last one of more than a second before the kill.
+unsigned LatestSafe(unsigned number, const Kill& how) {
+  using Clock = std::chrono::steady_clock;
   int ends[2];
-  if (pipe(ends) != 0) return {};
-  const auto begin = std::chrono::steady_clock::now();
+  if (pipe(ends) != 0) return 0;
   const pid_t child = fork();
-  if (child == 0) StoreUntilKilled(number, ends[1]);
+  if (child == 0) StoreUntilKilled(number, how, ends[1]);
   close(ends[1]);
-  Acknowledged result{number, number};
-  std::thread killer([&] {
-    std::this_thread::sleep_for(lifetime);
-    kill(child, SIGKILL);
-  });
-  for (unsigned next; read(ends[0], &next, sizeof next) == sizeof next; result.last = next) {
-    if (std::chrono::steady_clock::now() - begin + Milliseconds(1000) < lifetime) result.lastSafe = next;
-  }
-  killer.join();
+  std::vector<std::pair<Clock::time_point, unsigned>> reports;
+  for (unsigned next; read(ends[0], &next, sizeof next) == sizeof next;) reports.emplace_back(Clock::now(), next);
   waitpid(child, nullptr, 0);
   close(ends[0]);
-  return result;
+  const Clock::time_point limit = Clock::now() - Milliseconds(how.storesPerFlush ? 0 : 1000);
+  unsigned safe = 0;
+  for (const auto& [time, stored] : reports) {
+    if (time < limit) safe = stored;
+  }
+  return safe;
 }
 
 // The latest number among the stored values; every one of them has to be whole.
@@ -93,21 +106,23 @@ void ExpectNoBrokenChain(SqliteRecordStore& store, const std::vector<std::string
 
 TEST_F(Cache, LosesNoWholeChainToAKillAtAnyMoment) {
   std::mt19937 random(std::random_device{}());
-  unsigned number = 1;
+  unsigned latest = 0;
+  unsigned kept = 0;
   for (int i = 0; i < 200; ++i) {
-    const bool isLong = i % 40 == 39;
-    const Acknowledged acknowledged =
-        KillWhileStoring(number, isLong ? Milliseconds(1500) : Milliseconds(random() % 40));
+    Kill how{i % 4 == 0, Milliseconds(1 + random() % 40), 1 + static_cast<unsigned>(random() % 16)};
+    if (i % 40 == 39) how = {false, Milliseconds(2000), 0};
+    const unsigned safe = LatestSafe(latest + 1, how);
     if (std::filesystem::exists(Database()) && std::filesystem::file_size(Database()) > 0) {
       EXPECT_FALSE(store.Repair(Database()).Failed()) << "kill " << i;
     }
     OpenCache();
-    const unsigned latest = LatestStored();
-    EXPECT_GE(latest + 1, acknowledged.lastSafe) << "kill " << i;
+    latest = LatestStored();
+    kept += safe > 0;
+    EXPECT_GE(latest, safe) << "kill " << i;
     ExpectNoBrokenChain(store, Sql("SELECT count(*) FROM ipcache"));
     CloseCache();
-    number = acknowledged.last + 1;
   }
+  EXPECT_GT(kept, 50u) << "too few of the processes lived long enough to store anything";
   EXPECT_EQ(Log(), "");
 }
 
@@ -163,7 +178,8 @@ TEST_F(CacheOnSmallDisk, OpensUncompactedWhenTheDiskIsFullWhileCompacting) {
   OpenCache();
   for (int i = 0; i < 300; ++i) CacheStore("host" + std::to_string(i), ValueOf(900));
   CloseCache();
-  WriteFile(AppPath + "filler", std::string(350 << 10, 'x'));
+  const auto space = std::filesystem::space(directory).free - std::filesystem::file_size(Database()) / 2;
+  WriteFile(AppPath + "filler", std::string(space, 'x'));
   ASSERT_LT(std::filesystem::space(directory).free, std::filesystem::file_size(Database()));
   OpenCache();
   for (int i = 0; i < 300; ++i) ASSERT_EQ(CacheLookup("host" + std::to_string(i)), ValueOf(900));

@@ -23,8 +23,8 @@ struct Shape {
 };
 
 TEST_F(OpenedCache, KeepsEveryLengthAsAChainOfTheRightRecords) {
-  const Shape shapes[] = {{0, {1}},           {1, {2}},           {248, {249}},           {249, {250}},
-                          {250, {255, 2}},    {498, {255, 250}},  {499, {255, 255, 2}}};
+  const Shape shapes[] = {{0, {1}},        {1, {2}},          {248, {249}},        {249, {250}},
+                          {250, {255, 2}}, {498, {255, 250}}, {499, {255, 255, 2}}};
   for (const Shape& shape : shapes) {
     SCOPED_TRACE(shape.size);
     CacheStore("Name.Example", ValueOf(shape.size));
@@ -63,7 +63,9 @@ TEST_F(OpenedCache, ReplacesEveryKindOfValueByEveryOther) {
       CacheStore("a.example", ValueOf(before));
       CacheStore("A.EXAMPLE", ValueOf(after, 1));
       EXPECT_EQ(CacheLookup("a.example"), ValueOf(after, 1));
-      EXPECT_EQ(Sql("SELECT count(*) FROM ipcache"), std::vector<std::string>{after < 250 ? "1" : after < 499 ? "2" : "3"});
+      EXPECT_EQ(Sql("SELECT count(*) FROM ipcache"), std::vector<std::string>{after < 250   ? "1"
+                                                                              : after < 499 ? "2"
+                                                                                            : "3"});
     }
   }
 }
@@ -83,17 +85,20 @@ TEST_F(OpenedCache, RefusesFieldsOfMoreThan255Bytes) {
 }
 
 TEST_F(OpenedCache, KeepsNamesWithAnyBytesApart) {
-  const std::string names[] = {"", std::string(1, '\0'), std::string("a\0b", 3), std::string("a\0c", 3), "\xff\xfe", "a"};
+  const std::string names[] = {"", std::string(1, '\0'), std::string("a\0b", 3), std::string("a\0c", 3), "\xff\xfe",
+                               "a"};
   for (const std::string& name : names) CacheStore(name, "answer for " + name);
   for (const std::string& name : names) EXPECT_EQ(CacheLookup(name), "answer for " + name);
 }
 
 TEST_F(OpenedCache, ReadsABrokenChainAsAMissAndReplacesIt) {
   const std::string piece = '\1' + std::string(249, 'x');
-  const std::pair<const char*, std::string> broken[] = {
-      {"the next record is missing", piece + "GONE!"}, {"a ring of itself", piece + "r.exa"},
-      {"a ring of two", piece + "RING2"},              {"a ring without a payload", "\1r.exa"},
-      {"too short for a key", "\1abcd"},               {"nothing at all", ""}};
+  const std::pair<const char*, std::string> broken[] = {{"the next record is missing", piece + "GONE!"},
+                                                        {"a ring of itself", piece + "r.exa"},
+                                                        {"a ring of two", piece + "RING2"},
+                                                        {"a ring without a payload", "\1r.exa"},
+                                                        {"too short for a key", "\1abcd"},
+                                                        {"nothing at all", ""}};
   Put("RING2", piece + "r.exa");
   for (const auto& [what, record] : broken) {
     SCOPED_TRACE(what);

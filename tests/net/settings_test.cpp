@@ -146,7 +146,7 @@ TEST_F(Settings, AKillAtAnyMomentOfASaveLeavesTheOldFileOrTheNew) {
   std::mt19937 random(53);
   std::uniform_real_distribution<double> fraction(0, 1);
   int survivedOld = 0;
-  for (int round = 0; round < 30; ++round) {
+  for (int round = 0; round < 50; ++round) {
     WriteFile(home.SettingsFile(), old);
     Program program(home);
     ASSERT_TRUE(program.Serves());
@@ -158,7 +158,7 @@ TEST_F(Settings, AKillAtAnyMomentOfASaveLeavesTheOldFileOrTheNew) {
     survivedOld += left == old;
     ASSERT_TRUE(left == old || left == saved) << "a piece of " << left.size() << " bytes in round " << round;
   }
-  std::printf("of 30 kills, %d came before the new file was in place\n", survivedOld);
+  std::printf("of 50 kills, %d came before the new file was in place\n", survivedOld);
 }
 
 TEST_F(Settings, AFullDiskLeavesTheOldFileWhole) {

@@ -76,6 +76,8 @@ Endpoint::Endpoint(Place place, std::uint16_t port) {
   Visit visit(place);
   socket_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   const int on = 1;
+  // As name servers commonly do: a second socket that does so too may then take the same port unnoticed.
+  setsockopt(socket_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
   setsockopt(socket_, IPPROTO_IP, IP_PKTINFO, &on, sizeof on);
   setsockopt(socket_, SOL_SOCKET, SO_TIMESTAMPNS, &on, sizeof on);
   if (setsockopt(socket_, SOL_SOCKET, SO_RCVBUFFORCE, &kBufferBytes, sizeof kBufferBytes) != 0)
