@@ -53,6 +53,63 @@ std::string LockPath() {
 
 void EndSession() { UnloadMainWindow(UnloadMode::SessionEnd); }
 
+// Everything outside of the program, and the order in which it is made and taken down.
+struct Outside {
+  Outside();
+  void Release();
+
+  SystemClock clock;
+  QtEventLoop events;
+  DiskFiles files{UserPath(QStandardPaths::GenericDataLocation, "quenvar")};
+  QtMessageBoxes boxes;
+  HostNetwork network;
+  ProfileFile profile{UserPath(QStandardPaths::GenericConfigLocation, "QUENVAR.INI")};
+  QtWaitNotice waitNotice;
+  QTimer flushTimer;
+  SqliteRecordStore records{&waitNotice, [this] { flushTimer.start(); }};
+  QtTimer timer1{&OnTimer1};
+  SocketUdpPort upstream{events};
+  SocketUdpPort downstream{events};
+  SocketTcpListener listener;
+  SocketTcpClients clients;
+  EndRequests endRequests{&EndSession};
+  QtProcess process{{QUENVAR_VERSION_MAJOR, QUENVAR_VERSION_MINOR, QUENVAR_VERSION_REVISION},
+                    QString::fromStdString(LockPath()),
+                    boxes,
+                    [this] { Release(); }};
+};
+
+Outside::Outside() {
+  flushTimer.setSingleShot(true);
+  flushTimer.setInterval(SqliteRecordStore::kGroupTime);
+  QObject::connect(&flushTimer, &QTimer::timeout, [this] { records.Flush(); });
+  platform = {.clock = &clock,
+              .events = &events,
+              .files = &files,
+              .boxes = &boxes,
+              .network = &network,
+              .process = &process,
+              .profile = &profile,
+              .records = &records,
+              .IPDaemon = &listener,
+              .IPPort = &clients,
+              .Timer1 = &timer1,
+              .UDPPort1 = &upstream,
+              .UDPPort2 = &downstream};
+}
+
+// Before the report of a run-time error: nothing is served, saved or asked for any more.
+void Outside::Release() {
+  timer1.Stop();
+  upstream.Deactivate();
+  downstream.Deactivate();
+  listener.CloseAll();
+  clients.CloseAll();
+  records.Close();
+  tray->RemoveTrayIcon();
+  endRequests.Release();
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -63,37 +120,7 @@ int main(int argc, char** argv) {
   QApplication::setQuitOnLastWindowClosed(false);
   QApplication::setWindowIcon(ProgramIcon());
 
-  SystemClock clock;
-  QtEventLoop events;
-  DiskFiles files(UserPath(QStandardPaths::GenericDataLocation, "quenvar"));
-  QtMessageBoxes boxes;
-  HostNetwork network;
-  ProfileFile profile(UserPath(QStandardPaths::GenericConfigLocation, "QUENVAR.INI"));
-  QtWaitNotice waitNotice;
-  QTimer flushTimer;
-  flushTimer.setSingleShot(true);
-  flushTimer.setInterval(SqliteRecordStore::kGroupTime);
-  SqliteRecordStore records(&waitNotice, [&flushTimer] { flushTimer.start(); });
-  QObject::connect(&flushTimer, &QTimer::timeout, [&records] { records.Flush(); });
-  QtTimer timer(&OnTimer1);
-  SocketUdpPort upstream(events);
-  SocketUdpPort downstream(events);
-  SocketTcpListener listener;
-  SocketTcpClients clients;
-  EndRequests endRequests(&EndSession);
-  const Version version{QUENVAR_VERSION_MAJOR, QUENVAR_VERSION_MINOR, QUENVAR_VERSION_REVISION};
-  QtProcess process(version, QString::fromStdString(LockPath()), boxes, [&] {
-    timer.Stop();
-    upstream.Deactivate();
-    downstream.Deactivate();
-    listener.CloseAll();
-    clients.CloseAll();
-    tray->RemoveTrayIcon();
-    endRequests.Release();
-  });
-  platform = {&clock,   &events,   &files,   &boxes, &network,  &process,   &profile,
-              &records, &listener, &clients, &timer, &upstream, &downstream};
-
+  Outside outside;
   Quenvar_Mainform window;
   TrayIcon trayIcon(QApplication::windowIcon());
   mainWindow = &window;
@@ -103,5 +130,5 @@ int main(int argc, char** argv) {
   optionsView = &window;
 
   Startup();
-  return events.Run();
+  return outside.events.Run();
 }

@@ -12,8 +12,7 @@ constexpr int kRunTimeErrorStatus = 1;
 
 }  // namespace
 
-QtProcess::QtProcess(Version version, const QString& lockPath, MessageBoxes& boxes,
-                     std::function<void()> releaseAll)
+QtProcess::QtProcess(Version version, const QString& lockPath, MessageBoxes& boxes, std::function<void()> releaseAll)
     : version_(version), lock_(lockPath), boxes_(boxes), releaseAll_(std::move(releaseAll)) {
   // A running copy holds the lock for months: its age says nothing.
   lock_.setStaleLockTime(0);

@@ -126,14 +126,24 @@ TEST_F(Cache, LosesNoWholeChainToAKillAtAnyMoment) {
   EXPECT_EQ(Log(), "");
 }
 
+// As root, or as the root of a user namespace.
+bool EnterMountNamespace() {
+  const std::string user = "0 " + std::to_string(getuid()) + " 1";
+  const std::string group = "0 " + std::to_string(getgid()) + " 1";
+  if (unshare(CLONE_NEWNS) != 0) {
+    if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return false;
+    WriteFile("/proc/self/setgroups", "deny");
+    WriteFile("/proc/self/uid_map", user);
+    WriteFile("/proc/self/gid_map", group);
+  }
+  return mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+}
+
 // A disk of its own in a mount namespace of its own.
 class CacheOnSmallDisk : public Cache {
  protected:
   void SetUp() override {
-    if (unshare(CLONE_NEWNS) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) {
-      GTEST_SKIP() << "no mount namespace: " << std::strerror(errno);
-    }
-    mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr);
+    if (!EnterMountNamespace()) GTEST_SKIP() << "no mount namespace: " << std::strerror(errno);
     if (mount("none", directory.c_str(), "tmpfs", 0, "size=1m") != 0) {
       GTEST_SKIP() << "no disk of its own: " << std::strerror(errno);
     }
