@@ -3,9 +3,11 @@
 #include <sys/resource.h>
 
 #include <QApplication>
+#include <QLocale>
 #include <QStandardPaths>
 #include <QTimer>
 
+#include "base/numbers.h"
 #include "engine/housekeeping.h"
 #include "engine/shutdown.h"
 #include "engine/startup.h"
@@ -45,10 +47,10 @@ std::string UserPath(QStandardPaths::StandardLocation location, const char* name
   return QStandardPaths::writableLocation(location).toStdString() + "/" + name;
 }
 
-// A run-time directory that is missing, or that another user has made, is no place for the lock.
-std::string LockPath() {
-  const bool usable = !QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation).isEmpty();
-  return UserPath(usable ? QStandardPaths::RuntimeLocation : QStandardPaths::GenericConfigLocation, "quenvar.lock");
+// The character that the user's region writes between whole and fraction.
+char RegionalSeparator() {
+  const std::string separator = QLocale::system().decimalPoint().toStdString();
+  return separator.size() == 1 ? separator[0] : '.';
 }
 
 void EndSession() { UnloadMainWindow(UnloadMode::SessionEnd); }
@@ -74,7 +76,7 @@ struct Outside {
   SocketTcpClients clients;
   EndRequests endRequests{&EndSession};
   QtProcess process{{QUENVAR_VERSION_MAJOR, QUENVAR_VERSION_MINOR, QUENVAR_VERSION_REVISION},
-                    QString::fromStdString(LockPath()),
+                    QString::fromStdString(UserPath(QStandardPaths::GenericConfigLocation, "quenvar.lock")),
                     boxes,
                     [this] { Release(); }};
 };
@@ -120,6 +122,7 @@ int main(int argc, char** argv) {
   QApplication::setQuitOnLastWindowClosed(false);
   QApplication::setWindowIcon(ProgramIcon());
 
+  DecimalSeparator = RegionalSeparator();
   Outside outside;
   Quenvar_Mainform window;
   TrayIcon trayIcon(QApplication::windowIcon());

@@ -46,13 +46,14 @@ double ReadNumber(std::string_view text) {
   }
   double value = 0;
   const auto read = std::from_chars(text.data() + at, text.data() + end, value, std::chars_format::fixed);
-  if (read.ec == std::errc::result_out_of_range) value = std::numeric_limits<double>::infinity();
+  if (read.ec == std::errc::result_out_of_range) value = std::numeric_limits<double>::max();
   return negative ? -value : value;
 }
 
 std::string NumberText(double value) {
   char buffer[40];
-  const auto written = std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::general, 15);
+  // Added to 0, a negative zero becomes a plain one.
+  const auto written = std::to_chars(buffer, buffer + sizeof buffer, value + 0.0, std::chars_format::general, 15);
   std::string text = UpperCase(std::string_view(buffer, static_cast<std::size_t>(written.ptr - buffer)));
   if (const std::size_t point = text.find('.'); point != std::string::npos) text[point] = DecimalSeparator;
   return text;

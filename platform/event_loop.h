@@ -7,7 +7,7 @@ class EventLoop {
  public:
   virtual ~EventLoop() = default;
 
-  /// Lets everything run that is due now: datagrams, connections, timers, window events. Returns when nothing is left.
+  /// Lets what is due now run once: datagrams, connections, timers, window events.
   virtual void RunPendingEvents() = 0;
 
   /// The yield of the query path: the same as RunPendingEvents, but only now and then, so that it costs next to nothing

@@ -20,13 +20,21 @@ need_for_build() {
   need g++ cmake ninja-build qt6-base-dev libsqlite3-dev fonts-wine fonts-liberation
 }
 
+# Runs a command as the owner of the project's folder, so that "sudo ./run" leaves nothing behind that only root may
+# build upon.
+as_owner() {
+  local owner
+  owner=$(stat -c %U .)
+  if [ "$(id -u)" = 0 ] && [ "$owner" != root ]; then runuser -u "$owner" -- "$@"; else "$@"; fi
+}
+
 # build_in FOLDER TARGET [CMAKE OPTION]...: quiet when nothing has to be done.
 build_in() {
   local folder=$1 target=$2
   shift 2
   if [ ! -e "$folder/build.ninja" ]; then
     echo "Building in $folder; this takes a minute or two"
-    cmake -S . -B "$folder" -G Ninja "$@" >/dev/null
+    as_owner cmake -S . -B "$folder" -G Ninja "$@" >/dev/null
   fi
-  ninja -C "$folder" --quiet "$target" > >(grep -v '^ninja: no work to do')
+  as_owner ninja -C "$folder" --quiet "$target" > >(grep -v '^ninja: no work to do')
 }

@@ -11,10 +11,14 @@ start_virtual_display() {
   touch "$XAUTHORITY"
   xauth -q add :0 . "$cookie"
   mkfifo "$virtual_display_folder/number"
-  Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp -auth "$XAUTHORITY" \
+  # In a session of its own: Ctrl+C reaches the whole group of this script, and the display has to outlive the program.
+  setsid Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp -auth "$XAUTHORITY" \
     3>"$virtual_display_folder/number" >/dev/null 2>&1 &
   virtual_display_process=$!
-  read -r number <"$virtual_display_folder/number"
+  if ! read -r number <"$virtual_display_folder/number"; then
+    echo "The virtual display (Xvfb) could not be started." >&2
+    exit 1
+  fi
   xauth -q add ":$number" . "$cookie"
   export DISPLAY=:$number
 }

@@ -81,6 +81,8 @@ std::optional<std::string> ReadWholeFile(const std::string& path) {
 bool ReplaceFile(const std::string& path, std::string_view content) {
   // One fixed name: a file that a killed program left there is overwritten by the next save.
   const std::string newPath = path + ".new";
+  // A file that was made read-only is not to be changed, although its directory would allow to replace it.
+  if (access(path.c_str(), W_OK) != 0 && errno != ENOENT) return false;
   if (!WriteNewFile(newPath, path, content) || rename(newPath.c_str(), path.c_str()) != 0) {
     unlink(newPath.c_str());
     return false;

@@ -9,6 +9,8 @@ namespace quenvar {
 namespace {
 
 constexpr const char* kBlanks = " \t\r\n";
+/// What some editors put in front of a text in UTF-8.
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 std::string_view Strip(std::string_view text) {
   const std::size_t first = text.find_first_not_of(kBlanks);
@@ -20,6 +22,7 @@ bool IsBlank(std::string_view line) { return Strip(line).empty(); }
 
 // The name in a line such as "[name]"; empty for any other line.
 std::optional<std::string_view> SectionName(std::string_view line) {
+  if (line.starts_with(kByteOrderMark)) line.remove_prefix(kByteOrderMark.size());
   line = Strip(line);
   if (!line.starts_with('[')) return std::nullopt;
   line.remove_prefix(1);
@@ -68,6 +71,8 @@ void ProfileText::AddLine(std::string_view line) {
   if (const std::string_view key = KeyOf(line); !key.empty())
     section.keys.emplace(UpperCase(key), section.lines.size());
   section.lines.push_back(line);
+  // Blank lines at the end of a section stay between it and the next one.
+  if (!IsBlank(line)) section.end = section.lines.size();
 }
 
 void ProfileText::OpenSection(std::string_view name) {
@@ -75,13 +80,13 @@ void ProfileText::OpenSection(std::string_view name) {
   sections_.emplace_back();
 }
 
-std::optional<std::string> ProfileText::Find(std::string_view section, std::string_view key) const {
-  const auto found = sectionByName_.find(UpperCase(section));
+std::optional<std::string> ProfileText::Find(std::string_view sectionName, std::string_view key) {
+  const auto found = sectionByName_.find(UpperCase(sectionName));
   if (found == sectionByName_.end()) return std::nullopt;
-  const Section& lines = sections_[found->second];
-  const auto line = lines.keys.find(UpperCase(key));
-  if (line == lines.keys.end()) return std::nullopt;
-  return std::string(ValueOf(lines.lines[line->second]));
+  Section& section = sections_[found->second];
+  const auto line = section.keys.find(UpperCase(key));
+  if (line == section.keys.end()) return std::nullopt;
+  return std::string(ValueOf(section.Line(line->second)));
 }
 
 ProfileText::Section& ProfileText::SectionFor(std::string_view name) {
@@ -93,27 +98,27 @@ ProfileText::Section& ProfileText::SectionFor(std::string_view name) {
 
 void ProfileText::Set(std::string_view sectionName, std::string_view key, std::string_view value) {
   Section& section = SectionFor(sectionName);
-  const auto found = section.keys.find(UpperCase(key));
-  if (found != section.keys.end()) {
-    std::string_view& line = section.lines[found->second];
-    line = Keep(std::string(KeyOf(line)) + "=" + OneLine(value) + lineEnd_);
-    return;
-  }
-  // Blank lines at the end of a section stay between it and the next one.
-  auto end = section.lines.end();
-  while (IsBlank(*(end - 1))) --end;
-  section.keys.emplace(UpperCase(key), static_cast<std::size_t>(end - section.lines.begin()));
-  section.lines.insert(end, Keep(std::string(key) + "=" + OneLine(value) + lineEnd_));
+  const auto [found, isNew] = section.keys.emplace(UpperCase(key), section.lines.size() + section.added.size());
+  if (isNew) section.added.push_back(key);
+  std::string_view& line = section.Line(found->second);
+  const std::string_view spelling = isNew ? key : KeyOf(line);
+  line = Keep(std::string(spelling) + "=" + OneLine(value) + lineEnd_);
 }
 
 std::string ProfileText::Text() const {
   std::string text;
-  for (const Section& section : sections_) {
-    for (const std::string_view line : section.lines) {
+  const auto append = [&](auto first, auto last) {
+    for (; first != last; ++first) {
       // The last line of the old text may lack its end.
       if (!text.empty() && text.back() != '\n') text += lineEnd_;
-      text += line;
+      text += *first;
     }
+  };
+  for (const Section& section : sections_) {
+    const auto end = section.lines.begin() + static_cast<std::ptrdiff_t>(section.end);
+    append(section.lines.begin(), end);
+    append(section.added.begin(), section.added.end());
+    append(end, section.lines.end());
   }
   return text;
 }

@@ -20,7 +20,7 @@ class ProfileText {
   ProfileText& operator=(const ProfileText&) = delete;
 
   /// The value without the blanks around it and without one pair of quotes around it.
-  std::optional<std::string> Find(std::string_view section, std::string_view key) const;
+  std::optional<std::string> Find(std::string_view section, std::string_view key);
 
   /// Sets a value. A new key goes to the end of its section, a new section to the end of the text. Line breaks and code
   /// 0 in `value` become blanks.
@@ -30,8 +30,14 @@ class ProfileText {
 
  private:
   struct Section {
-    std::vector<std::string_view> lines;  // with their line ends
-    std::unordered_map<std::string, std::size_t> keys;
+    std::vector<std::string_view> lines;                // of the text, with their line ends
+    std::size_t end = 0;                                // behind the last line that is not blank
+    std::vector<std::string_view> added;                // new keys, which stand at `end`
+    std::unordered_map<std::string, std::size_t> keys;  // to an index of `lines`, or behind them of `added`
+
+    std::string_view& Line(std::size_t index) {
+      return index < lines.size() ? lines[index] : added[index - lines.size()];
+    }
   };
 
   void AddLine(std::string_view line);

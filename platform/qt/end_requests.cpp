@@ -40,7 +40,7 @@ EndRequests::EndRequests(void (*onRequest)()) {
     }
     onRequest();
   });
-  QObject::connect(qGuiApp, &QGuiApplication::commitDataRequest, onRequest);
+  session_ = QObject::connect(qGuiApp, &QGuiApplication::commitDataRequest, onRequest);
   SetHandlers(OnSignal);
 }
 
@@ -48,6 +48,7 @@ EndRequests::~EndRequests() { Release(); }
 
 void EndRequests::Release() {
   SetHandlers(SIG_DFL);
+  QObject::disconnect(session_);
   notifier_.reset();
 }
 

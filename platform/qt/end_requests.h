@@ -14,11 +14,12 @@ class EndRequests {
   EndRequests(const EndRequests&) = delete;
   EndRequests& operator=(const EndRequests&) = delete;
 
-  /// From now on the signals end the process at once again.
+  /// From now on the signals end the process at once again, and the end of the session calls nothing.
   void Release();
 
  private:
   std::unique_ptr<QSocketNotifier> notifier_;
+  QMetaObject::Connection session_;
 };
 
 }  // namespace quenvar

@@ -1,5 +1,7 @@
 #include "platform/qt/qt_process.h"
 
+#include <QDir>
+#include <QFileInfo>
 #include <cstdio>
 #include <cstdlib>
 #include <utility>
@@ -19,7 +21,10 @@ QtProcess::QtProcess(Version version, const QString& lockPath, MessageBoxes& box
 }
 
 // Where no lock file can be made, nothing is known of another copy, and the taken port will tell.
-bool QtProcess::PreviousInstance() { return !lock_.tryLock() && lock_.error() == QLockFile::LockFailedError; }
+bool QtProcess::PreviousInstance() {
+  QDir().mkpath(QFileInfo(lock_.fileName()).path());
+  return !lock_.tryLock() && lock_.error() == QLockFile::LockFailedError;
+}
 
 void QtProcess::EndWithRunTimeError(int number, const std::string& description) {
   releaseAll_();

@@ -9,8 +9,8 @@
 
 namespace quenvar {
 
-/// The process under Qt. A lock file in the user's run-time directory marks the one running copy; the lock of a copy
-/// that was killed does not count.
+/// The process under Qt. A lock file beside the settings file marks the one copy that may run with these settings; the
+/// lock of a copy that was killed does not count.
 class QtProcess final : public Process {
  public:
   /// `releaseAll` closes the sockets and stops the timer; it is called before a run-time error is reported.

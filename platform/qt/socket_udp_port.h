@@ -6,6 +6,7 @@
 #include <optional>
 #include <vector>
 
+#include "platform/posix/reply_sources.h"
 #include "platform/udp_port.h"
 
 class QSocketNotifier;
@@ -37,6 +38,7 @@ class SocketUdpPort final : public UdpPort {
  private:
   void Drain();
   bool ReceiveOne();
+  bool SendOnce(const sockaddr_in& to, std::string_view message) const;
 
   QtEventLoop& events_;
   int socket_ = -1;
@@ -48,6 +50,9 @@ class SocketUdpPort final : public UdpPort {
   std::string remoteHost_;
   std::int32_t remotePort_ = 0;
   std::optional<std::uint32_t> remoteAddress_;
+
+  // Only for a fixed local port, to which clients send.
+  std::unique_ptr<ReplySources> replySources_;
 
   // One buffer for each level of handlers that let events run, so that a message outlives the ones that arrive
   // meanwhile.

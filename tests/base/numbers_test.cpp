@@ -22,6 +22,7 @@ TEST(Numbers, NumberTextHasFifteenDigitsAndTheUsersSeparator) {
   EXPECT_EQ(NumberText(0.1 + 0.2), "0.3");
   EXPECT_EQ(NumberText(123456789012345), "123456789012345");
   EXPECT_EQ(NumberText(1e21), "1E+21");
+  EXPECT_EQ(NumberText(ReadNumber("-0")), "0");
   DecimalSeparator = ',';
   EXPECT_EQ(NumberText(1234.5), "1234,5");
   DecimalSeparator = '.';

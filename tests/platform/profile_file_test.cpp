@@ -164,6 +164,13 @@ TEST_F(ProfileStrings, AnyBytesAreReadAndKept) {
   }
 }
 
+TEST_F(ProfileStrings, AMarkOfUnicodeBeforeTheFirstSectionIsPassedOver) {
+  Put("\xEF\xBB\xBF[S]\nk=1\n\n\n[T]\n");
+  EXPECT_EQ(Get("S", "k"), "1");
+  EXPECT_TRUE(Set("S", "new", "2"));
+  EXPECT_EQ(Content(), "\xEF\xBB\xBF[S]\nk=1\nnew=2\n\n\n[T]\n");
+}
+
 TEST_F(ProfileStrings, TenMebibytesAreReadAndSaved) {
   std::string text;
   while (text.size() < 10 * 1024 * 1024) text += text.size() % 3 == 0 ? "\n" : "x=1\n[s]\n";

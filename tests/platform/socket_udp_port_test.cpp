@@ -41,10 +41,10 @@ class UdpSockets : public testing::Test {
   }
   ~UdpSockets() override { close(peer); }
 
-  void Send(std::string_view message) const {
+  void Send(std::string_view message, std::uint32_t address = INADDR_LOOPBACK) const {
     sockaddr_in to{};
     to.sin_family = AF_INET;
-    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    to.sin_addr.s_addr = htonl(address);
     to.sin_port = htons(portNumber);
     sendto(peer, message.data(), message.size(), 0, reinterpret_cast<sockaddr*>(&to), sizeof to);
   }
@@ -95,6 +95,25 @@ TEST_F(UdpSockets, WhatIsNoAddressIsNotSentTo) {
     EXPECT_FALSE(port.Send("x")) << text;
   }
   EXPECT_EQ(ReadIpv4("010.0.0.08"), 0x0A000008u) << "leading zeros are decimal";
+}
+
+// A host has more than one address, and a client takes an answer only from the one that it has asked.
+TEST_F(UdpSockets, AnAnswerLeavesFromTheAddressThatWasAsked) {
+  ASSERT_EQ(port.Activate(), 0);
+  onData = [&](std::string_view message, const std::string& address, std::int32_t from) {
+    port.SetRemoteHost(address);
+    port.SetRemotePort(from);
+    EXPECT_TRUE(port.Send(message));
+  };
+  for (const std::uint32_t asked : {INADDR_LOOPBACK + 1, INADDR_LOOPBACK, INADDR_LOOPBACK + 2}) {
+    Send("x", asked);
+    sockaddr_in from{};
+    socklen_t size = sizeof from;
+    char byte = 0;
+    ASSERT_TRUE(Wait([&] { return recv(peer, &byte, 1, MSG_DONTWAIT | MSG_PEEK) == 1; }));
+    recvfrom(peer, &byte, 1, 0, reinterpret_cast<sockaddr*>(&from), &size);
+    EXPECT_EQ(ntohl(from.sin_addr.s_addr), asked);
+  }
 }
 
 TEST_F(UdpSockets, ATakenPortIsReported) {
