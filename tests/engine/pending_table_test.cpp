@@ -65,14 +65,6 @@ TEST_F(PendingRequests, The301stSwitchesAllServersOff) {
             "servers!");
 }
 
-TEST_F(PendingRequests, TickDifferencesThatOverflowDoNotExist) {
-  constexpr std::int32_t kLast = std::numeric_limits<std::int32_t>::max();
-  EXPECT_EQ(TickDiff(100, 350), 250);
-  EXPECT_EQ(TickDiff(kLast, kLast - 5), -5);
-  EXPECT_EQ(TickDiff(-5, kLast), std::nullopt);
-  EXPECT_EQ(TickDiff(kLast, std::numeric_limits<std::int32_t>::min()), std::nullopt);
-}
-
 TEST_F(PendingRequests, TheSweepTakesOutWhatIsOlderThan40Seconds) {
   clock.now = 50000;
   Add("exactly 40 seconds", 10000);

@@ -33,15 +33,6 @@ class QueryPath : public Service {
   FakeRecordStore records;
 };
 
-TEST_F(QueryPath, AQueryGoesToEveryEnabledServerInSlotOrder) {
-  Ask("www.example.com");
-  EXPECT_EQ(upstream.sent, ToAll(Message("www.example.com")));
-  EXPECT_EQ(events.yields, 11);
-  EXPECT_EQ(TOTALQ, 1);
-  EXPECT_EQ(PendingCount, 1);
-  EXPECT_EQ(LogLines(), std::vector<std::string>{"Q: 10.0.0.9 for: www.example.com"});
-}
-
 TEST_F(QueryPath, TheFirstAnswerGoesToAllWhoWaitOldestFirst) {
   clock.now = 100;
   Ask("Name.example", "10.0.0.9", 1);
@@ -148,15 +139,6 @@ TEST_F(QueryPath, WithoutCacheNothingIsReadStoredOrGained) {
   EXPECT_EQ(WTIME, 0);
   EXPECT_EQ(PendingCount, 0);
   EXPECT_EQ(CacheLookup("a.example"), "stored");
-}
-
-TEST_F(QueryPath, AHitWithoutRoomInTheTableIsNotDelivered) {
-  NoCache = kFalse;
-  CacheStore("a.example", "stored");
-  for (int i = 0; i < 300; ++i) AddPending(MakeRequest("x", "10.0.0.9", 1));
-  Ask("a.example");
-  EXPECT_TRUE(downstream.sent.empty());
-  EXPECT_TRUE(upstream.sent.empty());
 }
 
 TEST_F(QueryPath, AWaitAcrossTheWrapOfTheTicksLeavesNoLineButIsAnswered) {

@@ -53,30 +53,16 @@ TEST_F(StartAndEnd, TheStepsOfTheStartAreInOrder) {
   EXPECT_EQ(listener.localPort, 53);
 }
 
-TEST_F(StartAndEnd, TheOptionLeavesTheWindowInTheTray) {
-  SetValue("OPTIONS", "SYSTRAY", "Yes");
-  Startup();
-  EXPECT_EQ(trace.back(), "tab update");
-  EXPECT_EQ(StartHidden, kTrue);
-  EXPECT_EQ(CurrentPage, kNoPage);
-  ToggleWindow();
-  EXPECT_EQ(trace.back(), "tab update");
-  EXPECT_EQ(*(trace.end() - 2), "show");
-  EXPECT_EQ(CurrentPage, kSystemPage);
-}
-
 TEST_F(StartAndEnd, ATakenPortShowsItsBoxAndKeepsTheList) {
   downstream.bindError = kErrorAddressInUse;
   Startup();
   ASSERT_EQ(boxes.shown.size(), 1u);
-  EXPECT_EQ(boxes.shown[0].text,
-            "Your localport 53 (DNS) is already in use! Make sure that no other application is using this port.");
-  EXPECT_EQ(boxes.shown[0].title, "Error");
+  EXPECT_EQ(
+      boxes.shown[0].title + ": " + boxes.shown[0].text,
+      "Error: Your localport 53 (DNS) is already in use! Make sure that no other application is using this port.");
   EXPECT_EQ(boxes.shown[0].icon, BoxIcon::Exclamation);
   EXPECT_EQ(Value("NAMESERVER", "DNS_0_NAME"), "10.1.0.1");
-  EXPECT_EQ(Value("NAMESERVER", "DNS_0_ENABLED"), "Yes");
   EXPECT_EQ(trace.back(), "quit 1");
-  EXPECT_FALSE(timer.running);
 }
 
 TEST_F(StartAndEnd, OtherSocketErrorsGoToTheLogAndStandardError) {
@@ -107,15 +93,6 @@ TEST_F(StartAndEnd, WithoutItsFontTheProgramEnds) {
   trace.clear();
   Startup();
   EXPECT_EQ(trace.back(), "show") << "the first face does not matter";
-}
-
-TEST_F(StartAndEnd, OwnAddressesFollowTheTwoFixedOnes) {
-  network.addresses.assign(20, {192, 168, 0, 255});
-  Startup();
-  EXPECT_EQ(network.askedVersion, 257);
-  EXPECT_EQ(OwnAddressCount, 16);
-  EXPECT_EQ(OwnAddresses[1], "255.255.255.255");
-  EXPECT_EQ(OwnAddresses[15], "192.168.0.255");
 }
 
 TEST_F(StartAndEnd, WithoutNetworkTheStartGoesOn) {
@@ -160,15 +137,6 @@ TEST_F(StartAndEnd, TheEndSavesThenTakesTheIconAndTheWindowsAway) {
   RequestQuit();
   EXPECT_EQ(trace, (Trace{"save", "remove icon", "unload others", "quit 0"}));
   EXPECT_EQ(profile.written.front(), "OPTIONS/SYSTRAY=No");
-}
-
-TEST_F(StartAndEnd, TheEndOfTheSessionEndsTheProgram) {
-  for (const UnloadMode mode : {UnloadMode::SessionEnd, UnloadMode::TaskManager}) {
-    QuitRequested = kFalse;
-    trace.clear();
-    UnloadMainWindow(mode);
-    EXPECT_EQ(trace.back(), "quit 0");
-  }
 }
 
 TEST_F(StartAndEnd, QuittingAsksFirst) {

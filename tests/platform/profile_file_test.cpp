@@ -77,13 +77,6 @@ TEST_F(ProfileStrings, ValuesAreFoundByTheRulesOfTheFormat) {
   EXPECT_EQ(Get("NONE", "key"), "missing");
 }
 
-TEST_F(ProfileStrings, ValuesAreCutToTheBuffer) {
-  Put("[S]\nk=" + std::string(100, 'x') + "\n");
-  ProfileFile profile(path);
-  EXPECT_EQ(profile.GetString("S", "k", "", 80), std::string(79, 'x'));
-  EXPECT_EQ(profile.GetString("S", "none", "default", 4), "def");
-}
-
 TEST_F(ProfileStrings, EverythingElseStaysByteForByte) {
   Put("; a comment\r\n\r\n[Foreign]\r\nx = 1\r\n\r\n[options]\r\n SysTray = old\r\n; kept\r\n\r\n[Last]\r\ny=2");
   ProfileFile profile(path);
@@ -98,12 +91,6 @@ TEST_F(ProfileStrings, EverythingElseStaysByteForByte) {
             "kept\r\nNOCACHE=No\r\n\r\n[Last]\r\ny=2\r\n"
             "z=\r\n[NEW]\r\nA=line  break\r\n");
   EXPECT_EQ(profile.GetString("new", "a", "", 80), "line  break");
-}
-
-TEST_F(ProfileStrings, AFreshFileIsMadeWithItsDirectory) {
-  EXPECT_EQ(Get("S", "k"), "missing");
-  EXPECT_TRUE(Set("S", "k", "v"));
-  EXPECT_EQ(Content(), "[S]\nk=v\n");
 }
 
 TEST_F(ProfileStrings, ChangesByHandBetweenTwoSavesSurvive) {
@@ -128,28 +115,6 @@ TEST_F(ProfileStrings, AFileBehindALinkAndItsModeStay) {
   EXPECT_EQ(fs::status(path).permissions(), fs::perms::owner_read | fs::perms::owner_write);
 }
 
-TEST_F(ProfileStrings, WhatCannotBeWrittenStaysAsItWas) {
-  Put("[S]\nk=old\n");
-  // The system refuses to write a file beyond this size, as it does on a full disk.
-  std::signal(SIGXFSZ, SIG_IGN);
-  rlimit before{};
-  getrlimit(RLIMIT_FSIZE, &before);
-  rlimit full = before;
-  full.rlim_cur = 5;
-  setrlimit(RLIMIT_FSIZE, &full);
-  const bool saved = Set("S", "k", "new");
-  setrlimit(RLIMIT_FSIZE, &before);
-  EXPECT_FALSE(saved);
-  EXPECT_EQ(Content(), "[S]\nk=old\n");
-  EXPECT_EQ(std::distance(fs::directory_iterator(folder + "/config"), fs::directory_iterator()), 1)
-      << "no piece is left";
-
-  fs::remove(path);
-  fs::create_directories(path + "/in its place");
-  EXPECT_FALSE(Set("S", "k", "new"));
-  EXPECT_TRUE(fs::is_directory(path));
-}
-
 TEST_F(ProfileStrings, AnyBytesAreReadAndKept) {
   std::mt19937 random(1);
   for (int round = 0; round < 300; ++round) {
@@ -169,15 +134,6 @@ TEST_F(ProfileStrings, AMarkOfUnicodeBeforeTheFirstSectionIsPassedOver) {
   EXPECT_EQ(Get("S", "k"), "1");
   EXPECT_TRUE(Set("S", "new", "2"));
   EXPECT_EQ(Content(), "\xEF\xBB\xBF[S]\nk=1\nnew=2\n\n\n[T]\n");
-}
-
-TEST_F(ProfileStrings, TenMebibytesAreReadAndSaved) {
-  std::string text;
-  while (text.size() < 10 * 1024 * 1024) text += text.size() % 3 == 0 ? "\n" : "x=1\n[s]\n";
-  Put(text + "[S]\nk=1\n");
-  EXPECT_EQ(Get("S", "x"), "1");
-  EXPECT_TRUE(Set("N", "k", "2"));
-  EXPECT_EQ(Content().size(), text.size() + 8 + 8);
 }
 
 }  // namespace

@@ -112,24 +112,5 @@ TEST_F(NameServers, UntickingTheLastOneWarnsAndStillDisables) {
   EXPECT_TRUE(profile.written.empty());
 }
 
-TEST_F(NameServers, AResetForgetsTheTenRows) {
-  ServerWinning.fill(5);
-  ServerResponded.fill(kTrue);
-  TotalWinning = 50;
-  ResetServerStatistics();
-  EXPECT_EQ(ServerWinning[0] + ServerWinning[9] + TotalWinning, 0);
-  EXPECT_EQ(ServerResponded[9], kFalse);
-  EXPECT_EQ(ServerWinning[10], 5);
-  EXPECT_EQ(ServerResponded[10], kTrue);
-  EXPECT_EQ(table.refreshes, 1);
-}
-
-TEST_F(NameServers, DescriptionsAreTakenAsTyped) {
-  CommitDescriptionEdit(4, "  any \xff text ");
-  EXPECT_EQ(ServerDescription[4], "  any \xff text ");
-  EXPECT_EQ(ServerListChanged, kTrue);
-  EXPECT_TRUE(profile.written.empty());
-}
-
 }  // namespace
 }  // namespace quenvar

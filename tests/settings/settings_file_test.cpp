@@ -22,22 +22,6 @@ TEST_F(SettingsFile, YesIsWhatBeginsWithY) {
   for (const char* text : {"", "No", "1", "TRUE", " Yes", "-1"}) EXPECT_EQ(ParseYesNo(text), 0) << text;
 }
 
-TEST_F(SettingsFile, AFreshSystemHasDefaults) {
-  ServerAddress[9] = "left over";
-  TotalWinning = 5;
-  LoadNameServers();
-  LoadStatistics();
-  LoadOptions();
-  for (std::size_t row = 0; row < 10; ++row) {
-    EXPECT_EQ(ServerAddress[row] + ServerDescription[row], "");
-    EXPECT_EQ(ServerEnabled[row], kFalse);
-  }
-  EXPECT_EQ(TotalWinning + TOTALQ + ADNS + ACACHE + NOTANSWERED, 0);
-  EXPECT_EQ(WTIME, 0);
-  EXPECT_EQ(Check2 + Check3, 0);
-  EXPECT_EQ(NoCache, kFalse);
-}
-
 TEST_F(SettingsFile, StatisticsAreCutToTheLengthOfTheFirstAndOneKeyIsCrossed) {
   const struct {
     const char* what;
@@ -161,25 +145,6 @@ TEST_F(ServerFile, AFileThatEndsInsideOfAGroupRepeatsItsLastField) {
   EXPECT_EQ(Server("DNS_0_DESC"), "10.1.0.1");
   EXPECT_EQ(Server("DNS_0_ENABLED"), "Yes");
   EXPECT_EQ(Server("DNS_0_WINNING"), "10.1");
-}
-
-TEST_F(ServerFile, GroupsBeyondTheTenthAreWrittenToo) {
-  std::string content = "header";
-  for (int server = 0; server < 12; ++server) content += "\n10.1.0." + std::to_string(server) + ",d,1,5";
-  Import(content);
-  EXPECT_EQ(Server("DNS_11_NAME"), "10.1.0.11");
-  EXPECT_EQ(profile.written.size(), 48u);
-}
-
-TEST_F(ServerFile, CutAtAnyByteItEnds) {
-  const std::string whole = "header\r\n10.1.0.1,\"a, b\",1,12\r\n10.1.0.2,,0,3\r\n";
-  for (std::size_t size = 0; size <= whole.size(); ++size) {
-    profile.written.clear();
-    Import(whole.substr(0, size));
-    EXPECT_EQ(profile.written.size() % 4, 0u) << size;
-    EXPECT_LE(profile.written.size(), 8u) << size;
-    EXPECT_TRUE(files.files.empty()) << size;
-  }
 }
 
 TEST_F(ServerFile, StaysWhereTheSettingsCannotBeWritten) {

@@ -143,18 +143,6 @@ TEST_F(Statistics, ServerCountersAgeAndTheFirstFittingRowTakesTheDifference) {
   }
 }
 
-TEST_F(Statistics, AServersShareHasOneDecimal) {
-  const struct {
-    int winning, total;
-    const char* text;
-  } cases[] = {{1, 3, "33.3%"}, {5, 0, "0%"}, {0, 7, "0%"}, {7, 7, "100%"}, {1, 16, "6.2%"}};
-  for (const auto& c : cases) {
-    ServerWinning[4] = static_cast<std::int16_t>(c.winning);
-    TotalWinning = static_cast<std::int16_t>(c.total);
-    EXPECT_EQ(ServerShareText(4), c.text);
-  }
-}
-
 TEST_F(Statistics, ClearingKeepsWhatIsInFlightAndTheWinners) {
   SetCounters(100, 50, 40, 5, 70000);
   SetPending(5, 2);

@@ -79,22 +79,6 @@ TEST_F(MainWindow, TheLogIsLiveWhileItsPageIsShown) {
   EXPECT_TRUE(log->viewport()->rect().contains(log->cursorRect().center())) << "the newest line is in view";
 }
 
-TEST_F(MainWindow, StatisticsFollowTheCounters) {
-  form.ShowWindow();
-  TOTALQ = 4;
-  ADNS = 4;
-  WTIME = 90000;
-  UpDateStatistic();
-  QStringList texts;
-  EXPECT_TRUE(QTest::qWaitFor(
-      [&] {
-        texts.clear();
-        for (const QLineEdit* const box : form.findChildren<QLineEdit*>()) texts << box->text();
-        return texts.contains("1.5 min");
-      },
-      5000));
-}
-
 TEST_F(MainWindow, OptionsMoveTheCheckBoxesAndClicksMoveTheOptions) {
   form.ShowWindow();
   SetCheck2(1);
@@ -136,18 +120,6 @@ TEST_F(MainWindow, ABoxThatIsOpenIsNotOpenedAgain) {
   });
   EXPECT_EQ(real.Show("<b>text</b>", "title", BoxIcon::Critical, BoxButtons::Ok), BoxAnswer::Ok);
   EXPECT_EQ(opened, 1);
-}
-
-TEST_F(MainWindow, ScreenTextIsWindows1252BothWays) {
-  std::string bytes;
-  for (int code = 0x20; code < 0x100; ++code) bytes += static_cast<char>(code);
-  const std::string back = FromScreen(ToScreen(bytes));
-  for (std::size_t index = 0; index < bytes.size(); ++index) {
-    const auto code = static_cast<unsigned char>(bytes[index]);
-    const bool open = code == 0x7F || code == 0x81 || code == 0x8D || code == 0x8F || code == 0x90 || code == 0x9D;
-    EXPECT_EQ(back[index], open ? '?' : bytes[index]) << int{code};
-  }
-  EXPECT_EQ(FromScreen(QStringLiteral("\u4E2D")), "?");
 }
 
 }  // namespace
