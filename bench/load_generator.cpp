@@ -1,9 +1,11 @@
 // Asks a name server for fresh names and measures what comes back.
 //
-//   load_generator ADDRESS [--queries N] [--outstanding N] [--rate QUERIES_PER_SECOND] [--pid PID]
+//   load_generator ADDRESS [--queries N] [--outstanding N] [--rate QUERIES_PER_SECOND] [--names N] [--pid PID]
 //
-// Without a rate it asks as fast as answers come, with at most `outstanding` queries under way. With --pid it reads the
-// CPU time of that process before and after, so it must run where that process can be seen. It prints one line:
+// With --names it asks for the same N names in turn, in every run, each with an identifier of its own, so that an
+// answer is recognised also when it was stored for an earlier query. Without a rate it asks as fast as answers come,
+// with at most `outstanding` queries under way. With --pid it reads the CPU time of that process before and after, so
+// it must run where that process can be seen. It prints one line:
 //
 //   queries_per_second median_us percentile99_us lost cpu_us_per_query
 #include <getopt.h>
@@ -28,6 +30,7 @@ struct Options {
   int queries = 20000;
   int outstanding = 100;
   double rate = 0;
+  int names = 0;
   int pid = 0;
 };
 
@@ -51,16 +54,16 @@ double CpuSeconds(int pid) {
 }
 
 Options ReadOptions(int argc, char** argv) {
-  static const option kNames[] = {{"queries", required_argument, nullptr, 'q'},
-                                  {"outstanding", required_argument, nullptr, 'o'},
-                                  {"rate", required_argument, nullptr, 'r'},
-                                  {"pid", required_argument, nullptr, 'p'},
-                                  {}};
+  static const option kNames[] = {
+      {"queries", required_argument, nullptr, 'q'}, {"outstanding", required_argument, nullptr, 'o'},
+      {"rate", required_argument, nullptr, 'r'},    {"names", required_argument, nullptr, 'n'},
+      {"pid", required_argument, nullptr, 'p'},     {}};
   Options options;
   for (int c; (c = getopt_long(argc, argv, "", kNames, nullptr)) != -1;) {
     if (c == 'q') options.queries = std::atoi(optarg);
     if (c == 'o') options.outstanding = std::clamp(std::atoi(optarg), 1, 65535);
     if (c == 'r') options.rate = std::atof(optarg);
+    if (c == 'n') options.names = std::clamp(std::atoi(optarg), 0, 65536);
     if (c == 'p') options.pid = std::atoi(optarg);
     if (c == '?') std::exit(2);
   }
@@ -101,10 +104,12 @@ class Generator {
   }
 
   void Ask() {
-    // The process number keeps the names of one run apart from those of the run before.
-    static const std::string run = "bench-" + std::to_string(getpid()) + "-";
-    const auto identifier = static_cast<std::uint16_t>(sent_);
-    const std::string query = bench::Query(identifier, run + std::to_string(sent_++));
+    // The process number keeps the fresh names of one run apart from those of the run before.
+    static const std::string run = options_.names > 0 ? "known-" : "bench-" + std::to_string(getpid()) + "-";
+    const int number = options_.names > 0 ? sent_ % options_.names : sent_;
+    const auto identifier = static_cast<std::uint16_t>(number);
+    const std::string query = bench::Query(identifier, run + std::to_string(number));
+    ++sent_;
     sentAt_[identifier] = Now();
     if (send(fd_, query.data(), query.size(), 0) < 0) std::perror("load_generator");
   }
@@ -148,7 +153,8 @@ double Percentile(const std::vector<double>& sorted, double share) {
 int main(int argc, char** argv) {
   const Options options = ReadOptions(argc, argv);
   if (optind + 1 != argc) {
-    std::fprintf(stderr, "usage: load_generator ADDRESS [--queries N] [--outstanding N] [--rate N] [--pid PID]\n");
+    std::fprintf(stderr,
+                 "usage: load_generator ADDRESS [--queries N] [--outstanding N] [--rate N] [--names N] [--pid PID]\n");
     return 2;
   }
   Measured measured = Generator(OpenSocket(bench::AddressOrExit(argv[optind], 53)), options).Run();

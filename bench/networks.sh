@@ -7,7 +7,7 @@ in_own_networks() {
   local user=()
   [ "$(id -u)" = 0 ] || user=(unshare --user --map-root-user)
   # A plain SIGTERM would be held back by unshare until the script has ended.
-  trap 'kill -KILL "$inside" 2>/dev/null' EXIT
+  trap 'kill -KILL "$inside" 2>/dev/null || true' EXIT
   trap 'exit 130' INT TERM HUP
   QUENVAR_OWN_NETWORKS=yes "${user[@]}" setpriv --pdeathsig KILL \
     unshare --net --mount --pid --fork --kill-child --mount-proc "$@" 3<. &

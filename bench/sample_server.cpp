@@ -1,16 +1,19 @@
-// A name server for trying things out: it answers every question with the same address, after a fixed time.
+// A name server for trying things out: it answers every question with the same address, after a fixed time. Questions
+// over TCP are answered at once, one connection after the other.
 //
-//   sample_server ADDRESS [--port N] [--delay MILLISECONDS] [--answer ADDRESS] [--silent]
+//   sample_server ADDRESS [--port N] [--delay MILLISECONDS] [--answer ADDRESS] [--silent | --echo]
 //
-// ADDRESS is where it listens. A silent server receives and says nothing.
+// ADDRESS is where it listens. A silent server receives and says nothing. An echo sends back at once what it gets.
 #include <getopt.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <deque>
+#include <thread>
 
 #include "dns_wire.h"
 
@@ -23,6 +26,7 @@ struct Options {
   std::chrono::milliseconds delay{0};
   const char* answer = "192.0.2.1";
   bool silent = false;
+  bool echo = false;
 };
 
 struct Reply {
@@ -32,17 +36,17 @@ struct Reply {
 };
 
 Options ReadOptions(int argc, char** argv) {
-  static const option kNames[] = {{"port", required_argument, nullptr, 'p'},
-                                  {"delay", required_argument, nullptr, 'd'},
-                                  {"answer", required_argument, nullptr, 'a'},
-                                  {"silent", no_argument, nullptr, 's'},
-                                  {}};
+  static const option kNames[] = {
+      {"port", required_argument, nullptr, 'p'},   {"delay", required_argument, nullptr, 'd'},
+      {"answer", required_argument, nullptr, 'a'}, {"silent", no_argument, nullptr, 's'},
+      {"echo", no_argument, nullptr, 'e'},         {}};
   Options options;
   for (int c; (c = getopt_long(argc, argv, "", kNames, nullptr)) != -1;) {
     if (c == 'p') options.port = static_cast<std::uint16_t>(std::atoi(optarg));
     if (c == 'd') options.delay = std::chrono::milliseconds(std::atoi(optarg));
     if (c == 'a') options.answer = optarg;
     if (c == 's') options.silent = true;
+    if (c == 'e') options.echo = true;
     if (c == '?') std::exit(2);
   }
   return options;
@@ -57,11 +61,52 @@ int OpenSocket(const sockaddr_in& local) {
   std::exit(1);
 }
 
+void Send(int fd, const std::string& bytes, const sockaddr_in& client) {
+  sendto(fd, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&client), sizeof client);
+}
+
 void SendDue(int fd, std::deque<Reply>& replies) {
   for (; !replies.empty() && replies.front().due <= Time::now(); replies.pop_front()) {
-    const Reply& reply = replies.front();
-    sendto(fd, reply.bytes.data(), reply.bytes.size(), 0, reinterpret_cast<const sockaddr*>(&reply.client),
-           sizeof reply.client);
+    Send(fd, replies.front().bytes, replies.front().client);
+  }
+}
+
+void Receive(int fd, const Options& options, const in_addr& answer, std::deque<Reply>& replies) {
+  static char buffer[65536];
+  for (;;) {
+    sockaddr_in client;
+    socklen_t length = sizeof client;
+    const ssize_t size = recvfrom(fd, buffer, sizeof buffer, 0, reinterpret_cast<sockaddr*>(&client), &length);
+    if (size < 0) return;
+    const std::string query(buffer, static_cast<std::size_t>(size));
+    if (options.echo)
+      Send(fd, query, client);
+    else if (!options.silent)
+      replies.push_back({Time::now() + options.delay, client, bench::AnswerTo(query, answer)});
+  }
+}
+
+/// A message over TCP stands behind its length in two bytes (RFC 1035, section 4.2.2).
+bool AnswerOne(int connection, const in_addr& answer) {
+  unsigned char length[2];
+  if (recv(connection, length, sizeof length, MSG_WAITALL) != sizeof length) return false;
+  std::string query(static_cast<std::size_t>(length[0] * 256 + length[1]), '\0');
+  if (recv(connection, query.data(), query.size(), MSG_WAITALL) != static_cast<ssize_t>(query.size())) return false;
+  std::string reply = bench::AnswerTo(query, answer);
+  reply.insert(0, {static_cast<char>(reply.size() >> 8), static_cast<char>(reply.size() & 0xFF)});
+  return send(connection, reply.data(), reply.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(reply.size());
+}
+
+void AnswerOverTcp(sockaddr_in local, in_addr answer) {
+  const int listener = socket(AF_INET, SOCK_STREAM, 0);
+  const int on = 1;
+  setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+  if (bind(listener, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0 || listen(listener, SOMAXCONN) != 0)
+    return std::perror("sample_server");
+  for (;;) {
+    const int connection = accept(listener, nullptr, nullptr);
+    while (AnswerOne(connection, answer)) continue;
+    close(connection);
   }
 }
 
@@ -77,25 +122,18 @@ int MillisecondsUntilDue(const std::deque<Reply>& replies) {
 int main(int argc, char** argv) {
   const Options options = ReadOptions(argc, argv);
   if (optind + 1 != argc) {
-    std::fprintf(stderr, "usage: sample_server ADDRESS [--port N] [--delay MS] [--answer ADDRESS] [--silent]\n");
+    std::fprintf(stderr,
+                 "usage: sample_server ADDRESS [--port N] [--delay MS] [--answer ADDRESS] [--silent | --echo]\n");
     return 2;
   }
+  const sockaddr_in local = bench::AddressOrExit(argv[optind], options.port);
   const in_addr answer = bench::AddressOrExit(options.answer, 0).sin_addr;
-  pollfd arrival = {OpenSocket(bench::AddressOrExit(argv[optind], options.port)), POLLIN, 0};
+  pollfd arrival = {OpenSocket(local), POLLIN, 0};
+  if (!options.silent && !options.echo) std::thread(AnswerOverTcp, local, answer).detach();
   std::deque<Reply> replies;
-  static char buffer[65536];
   for (;;) {
     poll(&arrival, 1, MillisecondsUntilDue(replies));
-    for (;;) {
-      sockaddr_in client;
-      socklen_t length = sizeof client;
-      const ssize_t size =
-          recvfrom(arrival.fd, buffer, sizeof buffer, 0, reinterpret_cast<sockaddr*>(&client), &length);
-      if (size < 0) break;
-      if (options.silent) continue;
-      const std::string query(buffer, static_cast<std::size_t>(size));
-      replies.push_back({Time::now() + options.delay, client, bench::AnswerTo(query, answer)});
-    }
+    Receive(arrival.fd, options, answer, replies);
     SendDue(arrival.fd, replies);
   }
 }
