@@ -27,7 +27,8 @@ bool DatabaseExists() {
 // A damaged file is never opened: what can be read of it is no answer to rely on.
 RecordStore::Result RepairCompactAndOpen() {
   RecordStore& records = *platform.records;
-  if (RecordStore::Result repaired = records.Repair(DatabasePath()); repaired.Failed()) return repaired;
+  const RecordStore::Result repaired = records.Repair(DatabasePath());
+  if (repaired.Failed() && !repaired.surroundings) return repaired;
   records.Compact(DatabasePath(), AppPath + kWorkName);
   return records.Open(DatabasePath());
 }
@@ -44,7 +45,8 @@ RecordStore::Result OpenNew() {
 void OpenCache() {
   if (!DatabaseExists()) CreateCache();
   RecordStore::Result opened = RepairCompactAndOpen();
-  if (opened.Failed()) opened = OpenNew();
+  // A full disk or another program's lock passes, and deleting the file would not help against it.
+  if (opened.Failed() && !opened.surroundings) opened = OpenNew();
   if (!opened.Failed()) opened = platform.records->OpenTable();
   if (!opened.Failed()) return;
   platform.records->Close();

@@ -14,6 +14,8 @@ class RecordStore {
   struct Result {
     int number = 0;
     std::string description;
+    /// The surroundings are at fault, such as a full disk or another program's lock, and not the file.
+    bool surroundings = false;
     bool Failed() const { return number != 0; }
   };
 
@@ -21,7 +23,7 @@ class RecordStore {
 
   // Files. None of these waits for another program that has the file locked: it fails.
 
-  /// Makes a file with an empty table. Fails where there is another file already.
+  /// Makes a file with an empty table. Fails where the table is there already.
   virtual Result Create(const std::string& path) = 0;
   /// Finds out whether every record of the file can be relied on. Fails for a damaged file and for one that is no
   /// database, which are left as they are.

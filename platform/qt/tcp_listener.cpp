@@ -17,6 +17,8 @@ namespace quenvar {
 namespace {
 
 constexpr int kResumeMilliseconds = 250;
+/// How long a client that has closed its side keeps its place while its name server takes nothing.
+constexpr int kStalledMilliseconds = 10'000;
 /// Descriptors that clients never get, so that files can still be opened and each client gets its name server.
 constexpr rlim_t kKeptDescriptors = 16;
 /// A handler may let events run and so be called inside of itself. One deep call that is held up, by an open box for
@@ -29,14 +31,17 @@ std::string AddressText(const sockaddr_in& address) {
   return text;
 }
 
-/// The lowest free descriptor number is the next one to be given out, so it tells how near the limit is.
+/// A client takes two descriptors, its own and that of its name server. The lowest free numbers are the next ones to be
+/// given out, so the second of them tells how near the limit is.
 bool DescriptorsLeft(int descriptor) {
   rlimit limit{};
   getrlimit(RLIMIT_NOFILE, &limit);
-  const int next = dup(descriptor);
-  if (next == -1) return false;
-  close(next);
-  return static_cast<rlim_t>(next) + kKeptDescriptors < limit.rlim_cur;
+  const int first = dup(descriptor);
+  const int second = dup(descriptor);
+  if (first != -1) close(first);
+  if (second == -1) return false;
+  close(second);
+  return static_cast<rlim_t>(second) + kKeptDescriptors < limit.rlim_cur;
 }
 
 /// The client has left while it waited to be accepted, and has sent nothing before.
@@ -53,17 +58,31 @@ class SocketTcpListener::Connection final : private TcpStreamOwner {
  public:
   Connection(SocketTcpListener& listener, std::int16_t id, int descriptor) : listener_(listener), id_(id) {
     stream_.Adopt(descriptor);
+    stalled_.setInterval(kStalledMilliseconds);
+    QObject::connect(&stalled_, &QTimer::timeout, &stalled_, [this] { AbortIfLeft(); });
   }
 
   TcpStream& Stream() { return stream_; }
 
+  void SetReading(bool reading) {
+    stream_.SetReading(reading);
+    reading ? stalled_.stop() : stalled_.start();
+  }
+
   void Release() {
     released_ = true;
-    stream_.SetReading(true);
+    SetReading(true);
     RemoveWhenDone();
   }
 
  private:
+  /// The end of a client comes in behind what it has sent, so it goes unnoticed while that is not read.
+  void AbortIfLeft() {
+    if (!stream_.PeerHasClosed()) return;
+    stalled_.stop();
+    stream_.Fail(ECONNRESET);
+  }
+
   void StreamData(std::string_view data) override { listener_.handlers_.dataIn(id_, data); }
 
   void StreamSent() override {
@@ -85,6 +104,7 @@ class SocketTcpListener::Connection final : private TcpStreamOwner {
   const std::int16_t id_;
   bool released_ = false;
   bool clientClosed_ = false;
+  QTimer stalled_;
   TcpStream stream_{*this};
 };
 
@@ -179,7 +199,7 @@ std::size_t SocketTcpListener::Send(std::int16_t connection, std::string_view da
 }
 
 void SocketTcpListener::SetReading(std::int16_t connection, bool reading) {
-  if (Connection* const found = Find(connection)) found->Stream().SetReading(reading);
+  if (Connection* const found = Find(connection)) found->SetReading(reading);
 }
 
 void SocketTcpListener::Release(std::int16_t connection) {

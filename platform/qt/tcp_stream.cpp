@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -107,6 +108,11 @@ void TcpStream::FinishSending() {
 void TcpStream::SetReading(bool reading) {
   reading_ = reading;
   if (canRead_) UpdateNotifiers();
+}
+
+bool TcpStream::PeerHasClosed() const {
+  pollfd state{descriptor_, POLLRDHUP, 0};
+  return poll(&state, 1, 0) == 1 && (state.revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0;
 }
 
 bool TcpStream::TakeProgress() { return std::exchange(progress_, false); }

@@ -55,6 +55,12 @@ class TcpStream {
   /// Closes the sending side of a connected stream as soon as nothing waits.
   void FinishSending();
   void SetReading(bool reading);
+  bool Reading() const { return reading_; }
+
+  /// The other side has closed its sending side or the connection, which may stand behind bytes not read yet.
+  bool PeerHasClosed() const;
+  /// Closes the stream and reports the error to the owner.
+  void Fail(int error);
 
   /// True when bytes have moved in any direction since the last call.
   bool TakeProgress();
@@ -65,7 +71,6 @@ class TcpStream {
   void CanWrite();
   void ConnectDone();
   void UpdateNotifiers();
-  void Fail(int error);
 
   TcpStreamOwner& owner_;
   int descriptor_ = -1;

@@ -25,7 +25,7 @@ RecordStore::Result SqliteConnection::Open(const std::string& path) {
   const std::string pages = Query("PRAGMA page_count");
   if (pages.empty()) return LastFailure();
   // SQLite itself takes a file of no bytes for a new database.
-  if (pages == "0") return {SQLITE_NOTADB, sqlite3_errstr(SQLITE_NOTADB)};
+  if (pages == "0") return {SQLITE_NOTADB, sqlite3_errstr(SQLITE_NOTADB), false};
   return {};
 }
 
@@ -56,7 +56,10 @@ SqliteStatement SqliteConnection::Prepare(const char* sql) {
 }
 
 RecordStore::Result SqliteConnection::LastFailure() const {
-  return {sqlite3_errcode(connection_), sqlite3_errmsg(connection_)};
+  const int number = sqlite3_errcode(connection_);
+  const bool surroundings = number == SQLITE_FULL || number == SQLITE_IOERR || number == SQLITE_BUSY ||
+                            number == SQLITE_LOCKED || number == SQLITE_NOMEM;
+  return {number, sqlite3_errmsg(connection_), surroundings};
 }
 
 }  // namespace quenvar

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -36,6 +37,9 @@ constexpr const char* kOpenSettings =
     "PRAGMA cache_size=-262144";
 
 constexpr std::size_t kReadAheadBytes = 1 << 20;
+constexpr mode_t kFileMode = 0644;
+/// What every SQLite database begins with, its closing code 0 included.
+constexpr std::string_view kMagic("SQLite format 3", 16);
 constexpr int kInstructionsBetweenReports = 20000;
 constexpr std::array<const char*, 3> kCompanions = {"-wal", "-shm", "-journal"};
 
@@ -52,6 +56,13 @@ bool Unlink(const std::string& path) {
   for (const char* companion : kCompanions) unlink((path + companion).c_str());
   unlink(path.c_str());
   return !Exists(path);
+}
+
+// Of a file that was made read-only, SQLite could read the answers, but neither compact it nor store into it.
+void MakeWritable(const std::string& path) {
+  if (access(path.c_str(), W_OK) == 0) return;
+  chmod(path.c_str(), kFileMode);
+  for (const char* companion : kCompanions) chmod((path + companion).c_str(), kFileMode);
 }
 
 // The copy has to be on the disk before it takes the name of the original.
@@ -96,13 +107,14 @@ RecordStore::Result SqliteRecordStore::Create(const std::string& path) {
 }
 
 RecordStore::Result SqliteRecordStore::Repair(const std::string& path) {
+  MakeWritable(path);
   ReadAhead(path);
   SqliteConnection connection;
   if (Result opened = connection.Open(path); opened.Failed()) return opened;
   ReportWork(connection);
   const std::string finding = connection.Query("PRAGMA quick_check(1)");
   if (finding == "ok") return {};
-  return finding.empty() ? connection.LastFailure() : Result{SQLITE_CORRUPT, finding};
+  return finding.empty() ? connection.LastFailure() : Result{SQLITE_CORRUPT, finding, false};
 }
 
 RecordStore::Result SqliteRecordStore::Compact(const std::string& path, const std::string& workPath) {
@@ -119,7 +131,7 @@ RecordStore::Result SqliteRecordStore::Compact(const std::string& path, const st
   connection.Close();
   if (!result.Failed() &&
       (HasCompanions(path) || !FlushToDisk(workPath) || std::rename(workPath.c_str(), path.c_str()) != 0)) {
-    result = {SQLITE_IOERR, sqlite3_errstr(SQLITE_IOERR)};
+    result = {SQLITE_IOERR, sqlite3_errstr(SQLITE_IOERR), true};
   }
   if (result.Failed()) Unlink(workPath);
   return result;
@@ -154,7 +166,7 @@ void SqliteRecordStore::Close() {
 bool SqliteRecordStore::DeleteFile(const std::string& path) {
   SqliteConnection connection;
   Result result = connection.Open(path);
-  if (!result.Failed()) result = connection.Execute("BEGIN IMMEDIATE");
+  if (!result.Failed()) result = connection.Execute("BEGIN EXCLUSIVE");
   if (result.number == SQLITE_BUSY) return false;
   connection.Close();
   return Unlink(path);
@@ -230,7 +242,10 @@ void SqliteRecordStore::ReadAhead(const std::string& path) {
   const int file = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (file < 0) return;
   std::string chunk(kReadAheadBytes, '\0');
-  while (read(file, chunk.data(), chunk.size()) > 0) {
+  // Nothing is gained by reading a file that is no database, and it may have no end.
+  ssize_t count = read(file, chunk.data(), chunk.size());
+  if (!chunk.starts_with(kMagic)) count = 0;
+  for (; count > 0; count = read(file, chunk.data(), chunk.size())) {
     if (notice_) notice_->Working();
   }
   close(file);
