@@ -143,6 +143,15 @@ TEST_F(Statistics, ServerCountersAgeAndTheFirstFittingRowTakesTheDifference) {
   }
 }
 
+TEST_F(Statistics, AServersShareHasOneDecimal) {
+  const std::tuple<int, int, const char*> cases[] = {{1, 3, "33.3%"}, {5, 0, "0%"}, {7, 7, "100%"}, {1, 16, "6.2%"}};
+  for (const auto& [winning, total, text] : cases) {
+    ServerWinning[4] = static_cast<std::int16_t>(winning);
+    TotalWinning = static_cast<std::int16_t>(total);
+    EXPECT_EQ(ServerShareText(4), text);
+  }
+}
+
 TEST_F(Statistics, ClearingKeepsWhatIsInFlightAndTheWinners) {
   SetCounters(100, 50, 40, 5, 70000);
   SetPending(5, 2);
