@@ -12,7 +12,7 @@ start_virtual_display() {
   xauth -q add :0 . "$cookie"
   mkfifo "$virtual_display_folder/number"
   # In a session of its own: Ctrl+C reaches the whole group of this script, and the display has to outlive the program.
-  setsid Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp -auth "$XAUTHORITY" \
+  setsid Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp -noreset -auth "$XAUTHORITY" \
     3>"$virtual_display_folder/number" >/dev/null 2>&1 &
   virtual_display_process=$!
   if ! read -r number <"$virtual_display_folder/number"; then

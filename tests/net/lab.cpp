@@ -1,117 +1,116 @@
 #include "lab.h"
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
-#include <stdexcept>
+#include <sstream>
+#include <system_error>
 
 namespace quenvar::lab {
+namespace fs = std::filesystem;
+
 namespace {
 
 std::array<int, 3> namespaces;
 
-std::string Refused(const std::string& what) { return "the kernel refuses " + what + ": " + std::strerror(errno); }
-
-bool WriteTo(const char* path, const std::string& text) {
-  std::ofstream file(path);
-  file << text << std::flush;
-  return file.good();
-}
-
-int OpenCurrentNetwork() { return open("/proc/self/ns/net", O_RDONLY | O_CLOEXEC); }
-
 // As an ordinary user the process becomes root of a user namespace of its own, which may do all the rest.
-std::string UnshareRest() {
-  constexpr int kRest = CLONE_NEWNS | CLONE_NEWUTS;
-  if (unshare(kRest) == 0) return "";
-  const std::string uid = std::to_string(getuid());
-  const std::string gid = std::to_string(getgid());
-  if (unshare(CLONE_NEWUSER | kRest) != 0) return Refused("a user namespace");
-  const bool mapped = WriteTo("/proc/self/uid_map", "0 " + uid + " 1") && WriteTo("/proc/self/setgroups", "deny") &&
-                      WriteTo("/proc/self/gid_map", "0 " + gid + " 1");
-  return mapped ? "" : Refused("to map the user");
-}
-
-std::string MakeNetworks() {
-  for (int& network : namespaces) {
-    if (unshare(CLONE_NEWNET) != 0) return Refused("a network namespace");
-    network = OpenCurrentNetwork();
+void MakeNamespaces() {
+  constexpr int kMountsAndHostName = CLONE_NEWNS | CLONE_NEWUTS;
+  const std::string user = "0 " + std::to_string(getuid()) + " 1";
+  const std::string group = "0 " + std::to_string(getgid()) + " 1";
+  if (unshare(kMountsAndHostName) != 0) {
+    Require(unshare(CLONE_NEWUSER | kMountsAndHostName) == 0, "a user namespace");
+    WriteFile("/proc/self/uid_map", user);
+    WriteFile("/proc/self/setgroups", "deny");
+    WriteFile("/proc/self/gid_map", group);
   }
-  return "";
+  for (int& network : namespaces) {
+    Require(unshare(CLONE_NEWNET) == 0, "a network namespace");
+    network = open("/proc/self/ns/net", O_RDONLY | O_CLOEXEC);
+  }
 }
 
-void Ip(const std::string& commands) {
-  FILE* pipe = popen("ip -batch -", "w");
-  if (pipe == nullptr) throw std::runtime_error("cannot start ip");
-  std::fputs(commands.c_str(), pipe);
-  if (pclose(pipe) != 0) throw std::runtime_error("ip failed for:\n" + commands);
+void MountFileSystem() {
+  Require(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "private mounts");
+  Require(mount("lab", kDirectory.c_str(), "tmpfs", 0, nullptr) == 0, "a file system in memory");
+  Require(sethostname("unresolvable", 12) == 0, "a host name");
+}
+
+// The machine's resolver is the first name server, and no file knows the name of the host: whatever would be looked up
+// at start is seen upstream.
+void MakeFiles() {
+  const char* program = std::getenv("QUENVAR_PROGRAM");
+  fs::copy_file(program == nullptr ? "QUENVAR_PROGRAM is not set" : program, kDirectory / "quenvar");
+  WriteFile(kDirectory / "resolv.conf", "nameserver " + ServerAt(1) + "\n");
+  WriteFile(kDirectory / "hosts", "127.0.0.1 localhost\n");
+  for (const fs::path name : {"resolv.conf", "hosts"})
+    mount((kDirectory / name).c_str(), ("/etc" / name).c_str(), nullptr, MS_BIND, nullptr);
+}
+
+void Ip(Place place, const std::string& commands) {
+  Enter(place);
+  WriteFile(kDirectory / "cable", commands);
+  Require(std::system("ip -batch /mnt/cable") == 0, commands);
 }
 
 // Both ends carry the same hardware address and do without ARP: the first datagram to a server does not wait for one,
 // so that datagrams arrive in the order in which they were sent. The length fits the largest datagram in one piece.
 void LayCable() {
-  const std::string end = " address 02:00:00:00:00:53 mtu 65535 arp off";
+  const std::string up = " up address 02:00:00:00:00:53 mtu 65535 arp off\n";
   const std::string upstream = "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(namespaces[1]);
-  {
-    Visit visit(Place::Home);
-    Ip("link set lo up\nlink add home0 type veth peer name up0 netns " + upstream + "\nlink set home0 up" + end +
-       "\naddress add " + kHomeAddress + "/24 dev home0\n");
+  std::string addresses = "address add " + kStranger + "/24 dev up0\n";
+  for (int server = 1; server <= 10; ++server) addresses += "address add " + ServerAt(server) + "/24 dev up0\n";
+  Ip(Place::Home, "link set lo up\nlink add home0 type veth peer name up0 netns " + upstream + "\nlink set home0" + up +
+                      "address add 10.53.0.100/24 dev home0\n");
+  Ip(Place::Upstream, "link set lo up\nlink set up0" + up + addresses);
+  Enter(Place::Home);
+}
+
+class Lab : public testing::Environment {
+  void SetUp() override {
+    try {
+      MakeNamespaces();
+      MountFileSystem();
+    } catch (const std::system_error& refusal) {
+      GTEST_SKIP() << "[  SKIPPED ] Not tried: " << refusal.what() << "\n";
+    }
+    MakeFiles();
+    LayCable();
   }
-  std::string commands = "link set lo up\nlink set up0 up" + end + "\n";
-  for (int server = 1; server <= 10; ++server) commands += "address add " + ServerAt(server) + "/24 dev up0\n";
-  Visit visit(Place::Upstream);
-  Ip(commands + "address add " + kStranger + "/24 dev up0\n");
-}
+};
 
-// The program's directories lie in memory. The machine's resolver is the first name server, and no file knows the name
-// of the host: whatever would be looked up at start is seen upstream.
-std::string MakeFiles() {
-  const char* source = std::getenv("QUENVAR_PROGRAM");
-  std::ifstream program(source == nullptr ? "" : source, std::ios::binary);
-  if (!program) throw std::runtime_error("QUENVAR_PROGRAM does not name the program under test");
-  if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return Refused("private mounts");
-  if (mount("lab", kDirectory, "tmpfs", 0, nullptr) != 0) return Refused("a file system in memory");
-  const std::string directory = kDirectory;
-  std::ofstream(directory + "/quenvar", std::ios::binary) << program.rdbuf();
-  chmod((directory + "/quenvar").c_str(), 0755);
-  WriteTo((directory + "/resolv.conf").c_str(), "nameserver " + ServerAt(1) + "\n");
-  WriteTo((directory + "/hosts").c_str(), "127.0.0.1 localhost\n");
-  for (const char* name : {"resolv.conf", "hosts"})
-    mount((directory + "/" + name).c_str(), (std::string("/etc/") + name).c_str(), nullptr, MS_BIND, nullptr);
-  return sethostname("unresolvable", 12) == 0 ? "" : Refused("a host name");
-}
-
-std::string Prepare() {
-  std::string refusal = UnshareRest();
-  if (refusal.empty()) refusal = MakeNetworks();
-  if (refusal.empty()) refusal = MakeFiles();
-  if (refusal.empty()) LayCable();
-  return refusal;
-}
+const testing::Environment* const lab = testing::AddGlobalTestEnvironment(new Lab);
 
 }  // namespace
 
-std::string ServerAt(int number) { return "10.53.0." + std::to_string(number); }
-
-Visit::Visit(Place place) {
-  if (setns(namespaces[static_cast<std::size_t>(place)], CLONE_NEWNET) != 0)
-    throw std::runtime_error("cannot enter a network namespace");
+void Require(bool done, const std::string& what) {
+  if (!done) throw std::system_error(errno, std::generic_category(), "cannot have " + what);
 }
 
-Visit::~Visit() { setns(namespaces[0], CLONE_NEWNET); }
+void Enter(Place place) {
+  Require(setns(namespaces[static_cast<std::size_t>(place)], CLONE_NEWNET) == 0, "another network namespace");
+}
 
-void LabTest::SetUp() {
-  static const std::string refusal = Prepare();
-  if (!refusal.empty()) GTEST_SKIP() << "Not tried: " << refusal;
+std::string ServerAt(int number) { return "10.53.0." + std::to_string(number); }
+
+std::string ReadFile(const fs::path& path) {
+  std::ostringstream content;
+  content << std::ifstream(path, std::ios::binary).rdbuf();
+  return content.str();
+}
+
+void WriteFile(const fs::path& path, const std::string& content) { std::ofstream(path, std::ios::binary) << content; }
+
+std::string Output(const std::string& command) {
+  const bool done = std::system((command + " >/mnt/output 2>/dev/null").c_str()) == 0;
+  return done ? ReadFile(kDirectory / "output") : "";
 }
 
 }  // namespace quenvar::lab

@@ -4,11 +4,12 @@
 #include <linux/capability.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
-#include <fstream>
 #include <sstream>
 
 namespace quenvar::lab {
@@ -16,22 +17,28 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// The line of the process's UDP table for port 53; empty when there is none.
-std::string UdpTableLine(pid_t process) {
-  std::ifstream table("/proc/" + std::to_string(process) + "/net/udp");
-  for (std::string line; std::getline(table, line);)
-    if (line.find(":0035 ") != std::string::npos) return line;
-  return "";
+void SetEnvironment(const Home& home, const StartOptions& options) {
+  const std::pair<const char*, std::string> variables[] = {
+      {"HOME", home.root},
+      {"XDG_CONFIG_HOME", home.root / "config"},
+      {"XDG_DATA_HOME", home.root / "data"},
+      {"XDG_RUNTIME_DIR", home.root / options.runtimeDirectory},
+      {"DBUS_SESSION_BUS_ADDRESS", "disabled:"},
+      {"LC_ALL", options.region},
+      {"QT_QPA_PLATFORM", options.display.empty() ? "offscreen" : "xcb"},
+      {"DISPLAY", options.display},
+  };
+  for (const auto& [name, value] : variables) setenv(name, value.c_str(), 1);
 }
 
 [[noreturn]] void Become(const Home& home, const StartOptions& options, const fs::path& standardError) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
+  Enter(options.place);
   if (!options.mayBindPort53) prctl(PR_CAPBSET_DROP, CAP_NET_BIND_SERVICE);
-  const int file = open(standardError.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  dup2(file, STDERR_FILENO);
-  for (const auto& [name, value] : home.Environment()) setenv(name.c_str(), value.c_str(), 1);
-  setenv("QT_QPA_PLATFORM", options.display.empty() ? "offscreen" : "xcb", 1);
-  setenv("DISPLAY", options.display.c_str(), 1);
+  const rlimit descriptors = {options.descriptorLimit, options.descriptorLimit};
+  if (options.descriptorLimit != 0) setrlimit(RLIMIT_NOFILE, &descriptors);
+  dup2(open(standardError.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600), STDERR_FILENO);
+  SetEnvironment(home, options);
   const fs::path program = home.ProgramFile("quenvar");
   execl(program.c_str(), program.c_str(), nullptr);
   _exit(127);
@@ -39,32 +46,12 @@ std::string UdpTableLine(pid_t process) {
 
 }  // namespace
 
-std::string ReadFile(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream content;
-  content << file.rdbuf();
-  return content.str();
-}
-
-void WriteFile(const fs::path& path, const std::string& content) {
-  std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
-}
-
 Home::Home() {
   static int homes = 0;
-  root_ = fs::path(kDirectory) / ("home" + std::to_string(++homes));
-  for (const char* name : {"program", "config", "data", "runtime"}) fs::create_directories(root_ / name);
-  fs::permissions(root_ / "runtime", fs::perms::owner_all);
-  fs::create_hard_link(fs::path(kDirectory) / "quenvar", ProgramFile("quenvar"));
-}
-
-std::map<std::string, std::string> Home::Environment() const {
-  return {{"HOME", root_},
-          {"XDG_CONFIG_HOME", root_ / "config"},
-          {"XDG_DATA_HOME", root_ / "data"},
-          {"XDG_RUNTIME_DIR", root_ / "runtime"},
-          {"DBUS_SESSION_BUS_ADDRESS", "disabled:"},
-          {"LC_ALL", "C.UTF-8"}};
+  root = kDirectory / ("home" + std::to_string(++homes));
+  for (const char* name : {"program", "config", "data", "runtime"}) fs::create_directories(root / name);
+  fs::permissions(root / "runtime", fs::perms::owner_all);
+  fs::create_hard_link(kDirectory / "quenvar", ProgramFile("quenvar"));
 }
 
 std::string Home::Setting(const std::string& key) const {
@@ -74,8 +61,8 @@ std::string Home::Setting(const std::string& key) const {
   return "(missing)";
 }
 
-std::string SettingsFor(const std::vector<int>& servers) {
-  std::string text = "[OPTIONS]\nNOCACHE=Yes\n[NAMESERVER]\n";
+std::string SettingsFor(const std::vector<int>& servers, const std::string& noCache) {
+  std::string text = "[OPTIONS]\nNOCACHE=" + noCache + "\n[NAMESERVER]\n";
   for (std::size_t row = 0; row < servers.size(); ++row) {
     const std::string key = "DNS_" + std::to_string(row);
     text += key + "_NAME=" + ServerAt(servers[row]) + "\n" + key + "_ENABLED=Yes\n";
@@ -85,33 +72,16 @@ std::string SettingsFor(const std::vector<int>& servers) {
 
 Program::Program(const Home& home, const StartOptions& options) {
   static int programs = 0;
-  standardError_ = fs::path(kDirectory) / ("stderr" + std::to_string(++programs));
+  standardError_ = kDirectory / ("stderr" + std::to_string(++programs));
   process_ = fork();
   if (process_ == 0) Become(home, options, standardError_);
+  const fs::path table = "/proc/" + std::to_string(process_) + "/net/udp";
+  const auto bound = [&] { return ReadFile(table).find(" 00000000:0035 ") != std::string::npos; };
+  EXPECT_TRUE(!options.serves || Eventually(bound)) << StandardError();
 }
 
 Program::~Program() {
-  if (!Runs()) return;
-  Signal(SIGKILL);
-  Wait();
-}
-
-bool Program::Serves() const {
-  return Eventually([this] { return !UdpTableLine(process_).empty(); });
-}
-
-bool Program::Idle() const {
-  const std::string line = UdpTableLine(process_);
-  const bool nothingWaits = line.find(":00000000 00:", line.find(" 07 ")) != std::string::npos;
-  const std::string stat = ReadFile("/proc/" + std::to_string(process_) + "/stat");
-  return nothingWaits && stat.find(") S ") != std::string::npos;
-}
-
-int Program::DroppedDatagrams() const {
-  std::istringstream columns(UdpTableLine(process_));
-  std::string last;
-  while (columns >> last) continue;
-  return std::atoi(last.c_str());
+  if (Runs()) Terminate();
 }
 
 void Program::Signal(int signal) const { kill(process_, signal); }
@@ -121,17 +91,62 @@ bool Program::Runs() {
   return process_ > 0;
 }
 
-int Program::Wait(std::chrono::milliseconds limit) {
-  if (!Eventually([this] { return !Runs(); }, limit)) {
-    Signal(SIGKILL);
-    Eventually([this] { return !Runs(); });
-  }
+int Program::Wait() {
+  const auto ended = [this] { return !Runs(); };
+  if (!Eventually(ended)) Signal(SIGKILL);
+  Eventually(ended);
   return WIFEXITED(status_) ? WEXITSTATUS(status_) : -WTERMSIG(status_);
 }
 
-int Program::Terminate() {
+void Program::Terminate() {
   Signal(SIGTERM);
-  return Wait();
+  EXPECT_EQ(Wait(), 0) << StandardError();
+}
+
+// The server picks a free display number itself and writes it when it is ready. Without "-noreset" it starts afresh
+// whenever its last client leaves: a look at an empty screen would cut off a program that is just connecting.
+Screen::Screen()
+    : server_(popen("echo $$; exec setpriv --pdeathsig TERM Xvfb -displayfd 1 -noreset -screen 0 1024x768x24 "
+                    "-nolisten tcp 2>/dev/null",
+                    "re")) {
+  if (std::fscanf(server_, "%d %d", &process_, &display_) != 2) throw std::runtime_error("Xvfb does not start");
+}
+
+// It is asked to end, not killed, so that it removes its socket and lock, which all programs of the machine share.
+Screen::~Screen() {
+  kill(process_, SIGTERM);
+  pclose(server_);
+}
+
+std::string Screen::Xdotool(const std::string& title, const std::string& command) const {
+  return Output("DISPLAY=" + Display() + " xdotool search --onlyvisible --name '^" + title + "$' " + command);
+}
+
+int Screen::Count(const std::string& title) const {
+  const std::string windows = Xdotool(title, "");
+  return static_cast<int>(std::count(windows.begin(), windows.end(), '\n'));
+}
+
+bool Screen::Shows(const std::string& title) const {
+  return Eventually([&] { return Count(title) > 0; });
+}
+
+void Screen::PressEnter(const std::string& title) const { Xdotool(title, "windowfocus --sync key Return"); }
+
+std::string LabTest::Exchange(const std::string& query, const std::string& answer) {
+  client_.Ask(query);
+  auto seen = servers_.Next();
+  while (seen && seen->bytes != query) seen = servers_.Next();
+  if (!seen) return "(not forwarded)";
+  servers_.Answer(*seen, answer);
+  return client_.Answer();
+}
+
+bool LabTest::RoundTrip() {
+  static int turn = 0;
+  ++turn;
+  const std::string query = Query(turn, "round-trip-" + std::to_string(turn) + ".test");
+  return Exchange(query, AnswerTo(query)) == AnswerTo(query);
 }
 
 }  // namespace quenvar::lab

@@ -1,65 +1,52 @@
-// The program under test as a process, and the directories that it finds.
+// The program under test as a process, the directories that it finds and the screen that it draws on.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <sys/types.h>
 
-#include <filesystem>
-#include <map>
-#include <string>
+#include <cstdio>
 
-#include "lab.h"
+#include "wire.h"
 
 namespace quenvar::lab {
 
 /// A user's directories, all empty, with a copy of the program in a directory of its own.
-class Home {
- public:
+struct Home {
   Home();
   /// Files that the program finds beside itself.
-  std::filesystem::path ProgramFile(const std::string& name) const { return root_ / "program" / name; }
-  std::filesystem::path ConfigDirectory() const { return root_ / "config"; }
-  std::filesystem::path SettingsFile() const { return ConfigDirectory() / "QUENVAR.INI"; }
-  /// The variables of the environment that show the program these directories.
-  std::map<std::string, std::string> Environment() const;
-
+  std::filesystem::path ProgramFile(const std::string& name) const { return root / "program" / name; }
+  std::filesystem::path SettingsFile() const { return root / "config" / "QUENVAR.INI"; }
   /// The text behind "key=" in the settings file, whatever the section. A key that is not there gives "(missing)".
   std::string Setting(const std::string& key) const;
 
- private:
-  std::filesystem::path root_;
+  std::filesystem::path root;
 };
 
-std::string ReadFile(const std::filesystem::path& path);
-void WriteFile(const std::filesystem::path& path, const std::string& content);
-
-/// The text of a settings file that lists the servers with these numbers, all enabled, and switches the cache off.
-std::string SettingsFor(const std::vector<int>& servers);
+/// The text of a settings file with this value of NOCACHE that lists the servers with these numbers, all enabled.
+std::string SettingsFor(const std::vector<int>& servers, const std::string& noCache = "Yes");
 
 struct StartOptions {
   std::string display = {};  ///< of an X server; empty: the program draws nowhere
+  bool serves = true;        ///< the constructor waits until UDP port 53 is bound in the place
+  Place place = Place::Home;
   bool mayBindPort53 = true;
+  unsigned descriptorLimit = 0;              ///< 0: as many as the test itself may have
+  std::string runtimeDirectory = "runtime";  ///< in the home
+  std::string region = "C.UTF-8";
 };
 
-/// A running copy of the program. Ends with this object.
+/// A running copy of the program. Is ended in order with this object, if it has not ended before.
 class Program {
  public:
   explicit Program(const Home& home, const StartOptions& options = {});
   ~Program();
-  Program(const Program&) = delete;
-  Program& operator=(const Program&) = delete;
+  Program(Program&&) = delete;
 
-  /// Waits until UDP port 53 is bound.
-  bool Serves() const;
-  /// It sleeps, and nothing waits at port 53 to be fetched.
-  bool Idle() const;
-  /// Datagrams that the kernel threw away because the program did not fetch them.
-  int DroppedDatagrams() const;
-  /// Sends a signal.
   void Signal(int signal) const;
   /// Waits for the end: the exit status, or minus the signal that it died of. One that does not end is killed.
-  int Wait(std::chrono::milliseconds limit = kPatience);
-  /// The orderly end from outside: SIGTERM, then Wait.
-  int Terminate();
+  int Wait();
+  /// The orderly end from outside, by SIGTERM. The test fails when it is none.
+  void Terminate();
   bool Runs();
   /// What it has written to standard error so far.
   std::string StandardError() const { return ReadFile(standardError_); }
@@ -68,6 +55,45 @@ class Program {
   pid_t process_;
   int status_ = 0;
   std::filesystem::path standardError_;
+};
+
+/// An X server of its own, without a window manager. Ends with this object.
+class Screen {
+ public:
+  Screen();
+  ~Screen();
+  Screen(Screen&&) = delete;
+
+  /// For StartOptions.
+  std::string Display() const { return ":" + std::to_string(display_); }
+  /// Windows on show with exactly this title.
+  int Count(const std::string& title) const;
+  bool Shows(const std::string& title) const;
+  /// Gives the window with this title the keyboard and presses the Enter key.
+  void PressEnter(const std::string& title) const;
+
+ private:
+  std::string Xdotool(const std::string& title, const std::string& command) const;
+
+  FILE* server_;
+  int process_ = 0;
+  int display_ = 0;
+};
+
+/// A user who lists the first name server and has switched the cache off, a client, and the name servers.
+class LabTest : public testing::Test {
+ protected:
+  LabTest() { WriteFile(home_.SettingsFile(), SettingsFor({1})); }
+
+  /// The client asks, and the first server that is asked gives this answer: what the client gets first.
+  std::string Exchange(const std::string& query, const std::string& answer);
+  /// An exchange about a fresh name, true when it succeeds. It takes the same way as everything sent before it, so it
+  /// also shows that none of that is still to come.
+  bool RoundTrip();
+
+  const Home home_;
+  const Servers servers_;
+  Client client_;
 };
 
 }  // namespace quenvar::lab

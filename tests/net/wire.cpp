@@ -1,64 +1,58 @@
 #include "wire.h"
 
 #include <arpa/inet.h>
-#include <netinet/in.h>
+#include <linux/sockios.h>
 #include <poll.h>
+#include <sys/epoll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <cstring>
-#include <stdexcept>
+#include <algorithm>
+#include <cerrno>
 
 namespace quenvar::lab {
 namespace {
 
 using namespace std::string_literals;
 
-constexpr std::size_t kLargestDatagram = 65507;
-constexpr int kBufferBytes = 16 << 20;
-
-// The part of a message beside its bytes: destination address and time stamp, or the source address.
-struct Control {
-  alignas(cmsghdr) char bytes[256] = {};
-};
-
 sockaddr_in Address(const std::string& text, std::uint16_t port) {
-  sockaddr_in address = {};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(port);
-  if (inet_pton(AF_INET, text.c_str(), &address.sin_addr) != 1) throw std::runtime_error("no address: " + text);
-  return address;
+  return {.sin_family = AF_INET, .sin_port = htons(port), .sin_addr = {inet_addr(text.c_str())}, .sin_zero = {}};
 }
 
-std::string Text(const in_addr& address) {
-  char buffer[INET_ADDRSTRLEN];
-  return inet_ntop(AF_INET, &address, buffer, sizeof buffer);
+const sockaddr* Plain(const sockaddr_in& address) { return reinterpret_cast<const sockaddr*>(&address); }
+
+Socket Own(int descriptor) {
+  Require(descriptor >= 0, "a descriptor");
+  return {new int(descriptor), [](const int* owned) {
+            close(*owned);
+            delete owned;
+          }};
 }
 
-void ReadControl(msghdr& header, Endpoint::Datagram& datagram) {
-  for (cmsghdr* part = CMSG_FIRSTHDR(&header); part != nullptr; part = CMSG_NXTHDR(&header, part)) {
-    if (part->cmsg_level == IPPROTO_IP && part->cmsg_type == IP_PKTINFO) {
-      in_pktinfo info;
-      std::memcpy(&info, CMSG_DATA(part), sizeof info);
-      datagram.local = Text(info.ipi_addr);
-    } else if (part->cmsg_level == SOL_SOCKET && part->cmsg_type == SCM_TIMESTAMPNS) {
-      timespec time;
-      std::memcpy(&time, CMSG_DATA(part), sizeof time);
-      datagram.nanosecondOfEntry = time.tv_sec * 1'000'000'000 + time.tv_nsec;
-    }
-  }
+// Name servers commonly share their port like this: a second socket that does so too may then take it unnoticed.
+Socket Open(int type, Place place, const std::string& address, std::uint16_t port) {
+  Enter(place);
+  const Socket socket = Own(::socket(AF_INET, type | SOCK_CLOEXEC, 0));
+  Enter(Place::Home);
+  const int on = 1;
+  setsockopt(*socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+  const timeval patience = {kPatience.count() / 1000, 0};
+  setsockopt(*socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+  const sockaddr_in own = Address(address, port);
+  Require(bind(*socket, Plain(own), sizeof own) == 0, "UDP or TCP port " + std::to_string(port) + " of " + address);
+  return socket;
 }
 
 }  // namespace
 
-std::string Query(std::uint16_t identifier, const std::string& name) {
+std::string Query(int identifier, const std::string& name) {
   std::string message = "\0\0\1\0\0\1\0\0\0\0\0\0"s;
   message[0] = static_cast<char>(identifier >> 8);
-  message[1] = static_cast<char>(identifier & 0xFF);
+  message[1] = static_cast<char>(identifier);
   for (std::size_t start = 0; start <= name.size();) {
     const std::size_t end = std::min(name.find('.', start), name.size());
-    message += static_cast<char>(end - start);
-    message += name.substr(start, end - start);
+    message += static_cast<char>(end - start) + name.substr(start, end - start);
     start = end + 1;
   }
   return message + "\0\0\1\0\1"s;
@@ -66,99 +60,100 @@ std::string Query(std::uint16_t identifier, const std::string& name) {
 
 std::string AnswerTo(const std::string& query) {
   std::string answer = query + "\xC0\x0C\0\1\0\1\0\0\0\x3C\0\4\xC0\0\2\1"s;
-  answer[2] = static_cast<char>(0x81);
-  answer[3] = static_cast<char>(0x80);
-  answer[7] = 1;
-  return answer;
+  return answer.replace(2, 6, "\x81\x80\0\1\0\1"s);
 }
 
-Endpoint::Endpoint(Place place, std::uint16_t port) {
-  Visit visit(place);
-  socket_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  const int on = 1;
-  // As name servers commonly do: a second socket that does so too may then take the same port unnoticed.
-  setsockopt(socket_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-  setsockopt(socket_, IPPROTO_IP, IP_PKTINFO, &on, sizeof on);
-  setsockopt(socket_, SOL_SOCKET, SO_TIMESTAMPNS, &on, sizeof on);
-  if (setsockopt(socket_, SOL_SOCKET, SO_RCVBUFFORCE, &kBufferBytes, sizeof kBufferBytes) != 0)
-    setsockopt(socket_, SOL_SOCKET, SO_RCVBUF, &kBufferBytes, sizeof kBufferBytes);
-  const sockaddr_in all = Address("0.0.0.0", port);
-  if (bind(socket_, reinterpret_cast<const sockaddr*>(&all), sizeof all) != 0)
-    throw std::runtime_error("cannot bind UDP port " + std::to_string(port));
+Endpoint::Endpoint(Place place, const std::string& address, std::uint16_t port)
+    : address_(address), socket_(Open(SOCK_DGRAM, place, address, port)) {
+  timespec time;
+  ioctl(*socket_, SIOCGSTAMPNS, &time);  // from now on the kernel notes when datagrams come
 }
 
-Endpoint::~Endpoint() { close(socket_); }
-
-void Endpoint::Send(const std::string& bytes, const std::string& to, std::uint16_t port, const std::string& from) {
-  sockaddr_in peer = Address(to, port);
-  iovec data = {const_cast<char*>(bytes.data()), bytes.size()};
-  Control control;
-  msghdr header = {};
-  header.msg_name = &peer;
-  header.msg_namelen = sizeof peer;
-  header.msg_iov = &data;
-  header.msg_iovlen = 1;
-  if (!from.empty()) {
-    in_pktinfo info = {};
-    info.ipi_spec_dst = Address(from, 0).sin_addr;
-    header.msg_control = control.bytes;
-    header.msg_controllen = CMSG_SPACE(sizeof info);
-    cmsghdr* part = CMSG_FIRSTHDR(&header);
-    part->cmsg_level = IPPROTO_IP;
-    part->cmsg_type = IP_PKTINFO;
-    part->cmsg_len = CMSG_LEN(sizeof info);
-    std::memcpy(CMSG_DATA(part), &info, sizeof info);
-  }
-  if (sendmsg(socket_, &header, 0) < 0) throw std::runtime_error("cannot send to " + to + ": " + std::strerror(errno));
+void Endpoint::Send(const std::string& bytes, const sockaddr_in& peer) const {
+  Require(sendto(*socket_, bytes.data(), bytes.size(), 0, Plain(peer), sizeof peer) >= 0, "a datagram sent");
 }
 
-std::optional<Endpoint::Datagram> Endpoint::Receive(std::chrono::milliseconds limit) {
-  pollfd arrival = {socket_, POLLIN, 0};
+std::optional<Datagram> Endpoint::Receive(std::chrono::milliseconds limit) const {
+  pollfd arrival = {*socket_, POLLIN, 0};
   if (poll(&arrival, 1, static_cast<int>(limit.count())) != 1) return std::nullopt;
-  static char buffer[kLargestDatagram];
+  static char buffer[65536];
   sockaddr_in peer = {};
-  iovec data = {buffer, sizeof buffer};
-  Control control;
-  msghdr header = {};
-  header.msg_name = &peer;
-  header.msg_namelen = sizeof peer;
-  header.msg_iov = &data;
-  header.msg_iovlen = 1;
-  header.msg_control = control.bytes;
-  header.msg_controllen = sizeof control.bytes;
-  const ssize_t length = recvmsg(socket_, &header, 0);
+  socklen_t size = sizeof peer;
+  const ssize_t length = recvfrom(*socket_, buffer, sizeof buffer, 0, reinterpret_cast<sockaddr*>(&peer), &size);
   if (length < 0) return std::nullopt;
-  Datagram datagram = {{buffer, static_cast<std::size_t>(length)}, Text(peer.sin_addr), ntohs(peer.sin_port), "", 0};
-  ReadControl(header, datagram);
-  return datagram;
+  timespec time = {};
+  ioctl(*socket_, SIOCGSTAMPNS, &time);
+  return Datagram{
+      {buffer, static_cast<std::size_t>(length)}, peer, address_, time.tv_sec * 1'000'000'000 + time.tv_nsec};
 }
 
-std::string Client::AnswerBytes() {
-  const auto answer = Answer();
+void Client::Ask(const std::string& query) const { Send(query, Address("127.0.0.1", 53)); }
+
+std::string Client::Answer() const {
+  const auto answer = Receive();
   return answer ? answer->bytes : "(no answer)";
 }
 
-std::vector<Endpoint::Datagram> Servers::Next(std::size_t count) {
-  std::vector<Endpoint::Datagram> queries;
-  while (queries.size() < count) {
-    auto query = Next();
-    if (!query) break;
-    queries.push_back(std::move(*query));
+Servers::Servers() : arrivals_(Own(epoll_create1(EPOLL_CLOEXEC))) {
+  for (int number = 1; number <= 10; ++number) endpoints_.emplace_back(Place::Upstream, ServerAt(number), 53);
+  endpoints_.emplace_back(Place::Upstream, kStranger, 53);
+  for (Endpoint& endpoint : endpoints_) {
+    epoll_event arrival = {EPOLLIN, {.ptr = &endpoint}};
+    epoll_ctl(*arrivals_, EPOLL_CTL_ADD, endpoint.Descriptor(), &arrival);
   }
+}
+
+std::optional<Datagram> Servers::Next(std::chrono::milliseconds limit) const {
+  epoll_event arrival;
+  if (epoll_wait(*arrivals_, &arrival, 1, static_cast<int>(limit.count())) != 1) return std::nullopt;
+  return static_cast<const Endpoint*>(arrival.data.ptr)->Receive();
+}
+
+std::vector<Datagram> Servers::Next(std::size_t count) const {
+  std::vector<Datagram> queries;
+  for (auto query = Next(); query; query = Next()) {
+    queries.push_back(*query);
+    if (queries.size() == count) break;
+  }
+  std::ranges::sort(queries, {}, &Datagram::nanosecondOfEntry);
   return queries;
 }
 
-bool RoundTrip(Client& client, Servers& servers) {
-  static std::uint16_t turn = 0;
-  ++turn;
-  const std::string query = Query(turn, "round-trip-" + std::to_string(turn) + ".test");
-  client.Ask(query);
-  for (auto seen = servers.Next(); seen; seen = servers.Next()) {
-    if (seen->bytes != query) continue;
-    servers.Answer(*seen, AnswerTo(query));
-    return client.AnswerBytes() == AnswerTo(query);
-  }
-  return false;
+void Servers::AnswerFrom(const std::string& address, const Datagram& query, const std::string& bytes) const {
+  const int number = std::stoi(address.substr(address.rfind('.') + 1));
+  endpoints_[static_cast<std::size_t>(std::min(number, 11) - 1)].Send(bytes, query.peer);
+}
+
+Socket Connect() {
+  const Socket socket = Open(SOCK_STREAM, Place::Home, "127.0.0.1", 0);
+  const sockaddr_in program = Address("127.0.0.1", 53);
+  Require(connect(*socket, Plain(program), sizeof program) == 0, "a connection");
+  return socket;
+}
+
+Socket Listen() {
+  const Socket socket = Open(SOCK_STREAM, Place::Upstream, "0.0.0.0", 53);
+  Require(listen(*socket, 1024) == 0, "TCP port 53");
+  return socket;
+}
+
+Socket Accept(const Socket& listening) { return Own(accept4(*listening, nullptr, nullptr, SOCK_CLOEXEC)); }
+
+void Send(const Socket& connection, const std::string& bytes) {
+  const ssize_t sent = send(*connection, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+  Require(sent == static_cast<ssize_t>(bytes.size()), "all bytes sent");
+}
+
+std::string Receive(const Socket& connection, std::size_t count) {
+  std::string bytes(count, '\0');
+  const ssize_t received = recv(*connection, bytes.data(), count, MSG_WAITALL);
+  return bytes.substr(0, static_cast<std::size_t>(std::max<ssize_t>(received, 0)));
+}
+
+bool Ends(const Socket& connection) {
+  char byte;
+  const ssize_t received = recv(*connection, &byte, 1, 0);
+  return received == 0 || (received < 0 && errno == ECONNRESET);
 }
 
 }  // namespace quenvar::lab

@@ -1,7 +1,10 @@
 // The two sides that the program stands between: clients that ask on port 53 and name servers that answer.
 #pragma once
 
+#include <netinet/in.h>
+
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -11,70 +14,72 @@
 namespace quenvar::lab {
 
 /// A question for the address of `name`, as a resolver sends it.
-std::string Query(std::uint16_t identifier, const std::string& name);
+std::string Query(int identifier, const std::string& name);
 
-/// The answer to `query`: its bytes, marked as an answer, with one address record.
+/// The answer to `query`: its bytes, marked as an answer, with one address record, 192.0.2.1.
 std::string AnswerTo(const std::string& query);
 
-/// A UDP socket on all addresses of a place. Port 0 means any free port.
+/// The descriptor of a socket, closed when nobody has it any more.
+using Socket = std::shared_ptr<const int>;
+
+struct Datagram {
+  std::string bytes;
+  sockaddr_in peer;
+  std::string local;               ///< the address of ours that it was sent to
+  std::int64_t nanosecondOfEntry;  ///< when the kernel took it in
+};
+
+/// A UDP socket. Port 0 means any free port.
 class Endpoint {
  public:
-  explicit Endpoint(Place place, std::uint16_t port = 0);
-  ~Endpoint();
-  Endpoint(const Endpoint&) = delete;
-  Endpoint& operator=(const Endpoint&) = delete;
-
-  struct Datagram {
-    std::string bytes;
-    std::string peer;
-    std::uint16_t peerPort;
-    std::string local;               ///< the address of ours that it was sent to
-    std::int64_t nanosecondOfEntry;  ///< when the kernel took it in; counts up
-  };
-
-  void Send(const std::string& bytes, const std::string& to, std::uint16_t port, const std::string& from);
+  Endpoint(Place place, const std::string& address, std::uint16_t port);
+  void Send(const std::string& bytes, const sockaddr_in& peer) const;
   /// Empty when nothing arrives within `limit`.
-  std::optional<Datagram> Receive(std::chrono::milliseconds limit = kPatience);
+  std::optional<Datagram> Receive(std::chrono::milliseconds limit = kPatience) const;
+  int Descriptor() const { return *socket_; }
 
  private:
-  int socket_;
+  std::string address_;
+  Socket socket_;
 };
 
 /// A program on the PC that asks the program under test.
-class Client {
+class Client : public Endpoint {
  public:
-  void Ask(const std::string& query) { endpoint_.Send(query, "127.0.0.1", 53, ""); }
-  std::optional<Endpoint::Datagram> Answer(std::chrono::milliseconds limit = kPatience) {
-    return endpoint_.Receive(limit);
-  }
-  /// The answer's bytes; a text that says so when none comes.
-  std::string AnswerBytes();
-
- private:
-  Endpoint endpoint_{Place::Home};
+  Client() : Endpoint(Place::Home, "127.0.0.1", 0) {}
+  void Ask(const std::string& query) const;
+  /// The bytes of the next answer; a text that says so when none comes.
+  std::string Answer() const;
 };
 
-/// All name servers at once: port 53 of every address upstream. Only one can live at a time.
+/// All name servers, and the stranger: port 53 of every address upstream. Only one can live at a time.
 class Servers {
  public:
+  Servers();
   /// The next query that reaches any of them.
-  std::optional<Endpoint::Datagram> Next(std::chrono::milliseconds limit = kPatience) {
-    return endpoint_.Receive(limit);
-  }
-  /// The next `count` queries, fewer when no more come.
-  std::vector<Endpoint::Datagram> Next(std::size_t count);
-  /// Answers a query from the server that it was sent to, or from another address.
-  void Answer(const Endpoint::Datagram& query, const std::string& bytes) { AnswerFrom(query.local, query, bytes); }
-  void AnswerFrom(const std::string& from, const Endpoint::Datagram& query, const std::string& bytes) {
-    endpoint_.Send(bytes, query.peer, query.peerPort, from);
-  }
+  std::optional<Datagram> Next(std::chrono::milliseconds limit = kPatience) const;
+  /// The next `count` queries in the order of their arrival, fewer when no more come.
+  std::vector<Datagram> Next(std::size_t count) const;
+  /// Answers from the server that was asked.
+  void Answer(const Datagram& query, const std::string& bytes) const { AnswerFrom(query.local, query, bytes); }
+  void AnswerFrom(const std::string& address, const Datagram& query, const std::string& bytes) const;
 
  private:
-  Endpoint endpoint_{Place::Upstream, 53};
+  std::vector<Endpoint> endpoints_;
+  Socket arrivals_;
 };
 
-/// Asks for a fresh name and has the first server answer: true when the client gets that answer, with nothing before
-/// it. It takes the same way as everything sent before it, so it also shows that none of that is still to come.
-bool RoundTrip(Client& client, Servers& servers);
+/// A connection to the program. Throws when it is refused.
+Socket Connect();
+/// TCP port 53 of all name servers.
+Socket Listen();
+/// The next connection. Throws when none comes.
+Socket Accept(const Socket& listening);
+/// Sends all bytes over a connection. Throws when it has ended.
+void Send(const Socket& connection, const std::string& bytes);
+/// Waits for `count` bytes; fewer when the other side closes or is silent for kPatience.
+std::string Receive(const Socket& connection, std::size_t count);
+/// The other side closes and sends nothing before.
+bool Ends(const Socket& connection);
 
 }  // namespace quenvar::lab
