@@ -1,9 +1,7 @@
-// What the cache needs around it besides a record store: a directory on disk, a clock, and random numbers.
+// What the cache needs around it besides a record store: a directory on disk, a clock, and numbers to make keys of.
 #pragma once
 
 #include <cstdlib>
-#include <deque>
-#include <random>
 #include <string>
 
 #include "engine/event_log.h"
@@ -15,25 +13,19 @@
 
 namespace quenvar {
 
-class RandomProcess : public Process {
- public:
+struct SparingProcess : Process {
   Version ProgramVersion() override { return {}; }
   bool PreviousInstance() override { return false; }
   [[noreturn]] void EndWithRunTimeError(int, const std::string&) override { std::abort(); }
   void Report(const std::string&) override {}
   void Randomize() override {}
+  /// Five draws make a continuation key: one of 1024 in turn, so that many are still taken.
   double Random() override {
-    if (next.empty()) return std::uniform_real_distribution<double>()(generator_);
-    const double value = next.front();
-    next.pop_front();
-    return value;
+    const unsigned draw = draws++;
+    return (draw / 5 >> draw % 5 * 2) % 4 / 4.0;
   }
 
-  /// Returned before anything random.
-  std::deque<double> next;
-
- private:
-  std::mt19937 generator_{std::random_device{}()};
+  unsigned draws = 0;
 };
 
 /// Puts the cache into `directory`, over `store`, as long as it lives.
@@ -50,7 +42,7 @@ struct CacheSurroundings {
 
   SystemClock clock;
   DiskFiles files;
-  RandomProcess process;
+  SparingProcess process;
 };
 
 }  // namespace quenvar

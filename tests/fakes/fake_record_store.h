@@ -3,29 +3,24 @@
 
 #include <map>
 #include <string>
-#include <vector>
 
 #include "platform/record_store.h"
 
 namespace quenvar {
 
 struct FakeRecordStore : RecordStore {
-  Result Create(const std::string&) override { return Note("create"); }
-  Result Repair(const std::string&) override { return Note("repair"); }
-  Result Compact(const std::string&, const std::string&) override { return Note("compact"); }
-  Result Open(const std::string&) override { return Note("open"); }
+  Result Create(const std::string&) override { return {}; }
+  Result Repair(const std::string&) override { return {}; }
+  Result Compact(const std::string&, const std::string&) override { return {}; }
+  Result Open(const std::string&) override { return {}; }
   Result OpenTable() override {
-    const Result result = Note("table");
-    tableOpen = !result.Failed();
-    return result;
+    tableOpen = true;
+    return {};
   }
-  void Close() override {
-    Note("close");
-    tableOpen = false;
-  }
+  void Close() override { tableOpen = false; }
   bool DeleteFile(const std::string&) override {
     records.clear();
-    return !Note("delete").Failed();
+    return true;
   }
 
   std::optional<std::string_view> Seek(std::string_view key) override {
@@ -57,22 +52,11 @@ struct FakeRecordStore : RecordStore {
   bool Writable(std::string_view key, std::string_view value) const {
     return tableOpen && writesLeft-- > 0 && key.size() <= 255 && value.size() <= 255;
   }
-  Result Note(const std::string& call) {
-    calls.push_back(call);
-    const auto failure = failures.find(call);
-    if (failure == failures.end() || failure->second.empty()) return {};
-    const Result result = failure->second.front();
-    failure->second.erase(failure->second.begin());
-    return result;
-  }
 
   std::map<std::string, std::string> records;
   std::map<std::string, std::string> before;
   std::map<std::string, std::string>::iterator current;
   bool tableOpen = false;
-  /// The results that a call, by its name in `calls`, returns one after the other before it succeeds.
-  std::map<std::string, std::vector<Result>> failures;
-  std::vector<std::string> calls;
   /// Inserts and updates that still succeed.
   mutable int writesLeft = 1 << 30;
 };

@@ -16,20 +16,16 @@ struct FakeTcpListener : TcpListener {
   int Activate() override { return activateError; }
   std::size_t Send(std::int16_t connection, std::string_view data) override {
     sent[connection] += data;
-    return waiting;
+    return 0;
   }
-  void SetReading(std::int16_t connection, bool on) override { reading[connection] = on; }
-  void Release(std::int16_t connection) override { released.push_back(connection); }
-  void CloseAll() override { closed = true; }
+  void SetReading(std::int16_t, bool) override {}
+  void Release(std::int16_t) override {}
+  void CloseAll() override {}
 
   Handlers handlers;
   std::uint16_t localPort = 0;
   int activateError = 0;
-  std::size_t waiting = 0;  ///< what Send returns
   std::map<std::int16_t, std::string> sent;
-  std::map<std::int16_t, bool> reading;
-  std::vector<std::int16_t> released;
-  bool closed = false;
 };
 
 struct FakeTcpClients : TcpClients {
@@ -42,20 +38,17 @@ struct FakeTcpClients : TcpClients {
   void Disconnect(std::int16_t index, bool awaitAnswers) override { Note(awaitAnswers ? "finish" : "abort", index); }
   std::size_t Send(std::int16_t index, std::string_view data) override {
     Note("send " + std::string(data), index);
-    return waiting;
+    return 0;
   }
-  void SetReading(std::int16_t index, bool on) override { reading[index] = on; }
-  void CloseAll() override { closed = true; }
+  void SetReading(std::int16_t, bool) override {}
+  void CloseAll() override {}
 
   void Note(const std::string& call, std::int16_t index) { calls.push_back(std::to_string(index) + " " + call); }
   /// The calls since the last time, each as "index call".
   std::vector<std::string> TakeCalls() { return std::exchange(calls, {}); }
 
   Handlers handlers;
-  std::size_t waiting = 0;  ///< what Send returns
-  std::map<std::int16_t, bool> reading;
   std::vector<std::string> calls;
-  bool closed = false;
 };
 
 }  // namespace quenvar

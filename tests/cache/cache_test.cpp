@@ -1,0 +1,215 @@
+// The cache over a real SQLite file in a directory of the test's own.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "base/text.h"
+#include "cache/answer_cache.h"
+#include "platform/sqlite/sqlite_record_store.h"
+#include "tests/cache/cache_surroundings.h"
+#include "tests/fakes/fake_record_store.h"
+
+namespace quenvar {
+namespace {
+
+/// A value of `size` bytes with code 0 and codes above 127 in it.
+std::string ValueOf(std::size_t size) {
+  std::string value(size, '\0');
+  for (std::size_t i = 0; i < size; ++i) value[i] = static_cast<char>(i * 37);
+  return value;
+}
+
+std::string HostName(unsigned number) { return "Host" + std::to_string(number) + ".example"; }
+
+void StoreHosts(unsigned count, std::size_t size) {
+  for (unsigned i = 0; i < count; ++i) CacheStore(HostName(i), ValueOf(size));
+}
+
+class Cache : public testing::Test {
+ protected:
+  Cache() { OpenCache(); }
+  ~Cache() override { std::filesystem::remove_all(AppPath); }
+
+  /// What another program gets from the file.
+  std::string Sql(const std::string& query) {
+    store.Flush();
+    SqliteConnection other;
+    other.Open(database);
+    return other.Query(query.c_str());
+  }
+
+  std::string directory = "/tmp/quenvar-cache-XXXXXX";
+  SqliteRecordStore store{nullptr, nullptr};
+  CacheSurroundings surroundings{mkdtemp(directory.data()), store};
+  const std::string database = AppPath + "DNSCACHE.MDB";
+};
+
+TEST_F(Cache, KeepsEveryLengthAsAChainOfTheRightRecordsOrEditsItInPlace) {
+  const std::pair<std::size_t, std::size_t> linksOfSizes[] = {{0, 0},   {1, 0},   {248, 0},   {249, 0},    {250, 1},
+                                                              {498, 1}, {499, 2}, {4096, 16}, {65507, 263}};
+  for (const auto& [size, links] : linksOfSizes) {
+    for (const std::size_t before : {3u, 249u, 600u}) {
+      SCOPED_TRACE(std::to_string(size) + " bytes in place of " + std::to_string(before));
+      const std::string value = ValueOf(size);
+      DeleteWholeCache();
+      CacheStore("name.example", ValueOf(before));
+      CacheStore("other.example", "other");
+      CacheStore("Name.Example", value);
+      EXPECT_TRUE(CacheLookup("nAME.eXAMPLE") == value);
+      std::string key = "NAME.EXAMPLE";
+      for (std::size_t i = 0; i < links; ++i) {
+        const std::string piece(store.Seek(key).value_or(""));
+        ASSERT_EQ(piece.size(), 255u);
+        EXPECT_EQ(piece.substr(0, 250), '\1' + value.substr(i * 249, 249));
+        EXPECT_EQ(piece.find('\0', 250), std::string::npos) << "no code 0 in a key";
+        key = UpperCase(piece.substr(250));
+      }
+      EXPECT_EQ(store.Seek(key), '\0' + value.substr(links * 249));
+      EXPECT_EQ(Sql("SELECT count(*) FROM ipcache"), std::to_string(links + 2));
+      EXPECT_EQ(Sql("SELECT min(rowid) FROM ipcache") == "1", size < 249 && before < 250) << "the row written first";
+    }
+  }
+}
+
+TEST_F(Cache, KeepsNoFieldOver255Bytes) {
+  const std::string longest(255, '\xe9');
+  CacheStore(longest, "answer");
+  CacheStore(longest + "x", "another");
+  EXPECT_EQ(CacheLookup(longest) + CacheLookup(longest + "x"), "answer");
+  const std::string insert = "INSERT INTO ipcache (IPNUMBER, IPNAME) VALUES (";
+  EXPECT_EQ(Sql(insert + "zeroblob(255), 'most') RETURNING 1"), "1");
+  for (const char* fields :
+       {"zeroblob(256), 'blob'", "hex(zeroblob(128)), 'text'", "x'00', CAST(zeroblob(256) AS TEXT)"})
+    EXPECT_EQ(Sql(insert + fields + ") RETURNING 1"), "") << fields;
+}
+
+TEST_F(Cache, ReadsABrokenChainOrARingAsAMissAndReplacesIt) {
+  using namespace std::string_literals;
+  const std::string piece = '\1' + std::string(249, 'x');
+  for (const auto& broken : {piece + "GONE!", piece + "r.exa", piece + "RING2", "\1r.exa"s, "\1abcd"s, ""s}) {
+    EXPECT_TRUE(CacheInsertRecord("RING2", piece + "r.exa"));
+    EXPECT_TRUE(CacheInsertRecord("r.exa", broken));
+    EXPECT_EQ(CacheLookup("r.exa"), "") << broken;
+    CacheStore("r.exa", ValueOf(300));
+    EXPECT_EQ(CacheLookup("r.exa"), ValueOf(300)) << broken;
+  }
+}
+
+TEST_F(Cache, KeepsTheOldAnswerWhenAStoreFailsMidway) {
+  FakeRecordStore failing;
+  platform.records = &failing;
+  OpenCache();
+  CacheStore("a.example", ValueOf(600));
+  for (const int writes : {0, 1, 2}) {
+    failing.writesLeft = writes;
+    CacheStore("a.example", ValueOf(601));
+    EXPECT_EQ(CacheLookup("a.example"), ValueOf(600)) << writes;
+  }
+}
+
+TEST_F(Cache, StartsOverWhateverLiesInTheWay) {
+  StoreHosts(200, 400);
+  CloseCache();
+  const std::string whole = surroundings.files.Read(database).value();
+  std::string scribbled = whole;
+  for (std::size_t i = 3000; i < scribbled.size(); i += 700) scribbled.replace(i, 90, 90, '\xa5');
+  std::vector<std::string> contents = {"x", std::string(5000, 'q'), scribbled,
+                                       std::string(100, '\0') + whole.substr(100)};
+  for (const std::size_t size :
+       {std::size_t{0}, std::size_t{100}, std::size_t{1024}, whole.size() / 2, whole.size() - 1})
+    contents.push_back(whole.substr(0, size));
+  for (const std::string& content : contents) {
+    std::ofstream(database, std::ios::binary) << content;
+    OpenCache();
+    CacheStore("a.example", "answer");
+    EXPECT_EQ(CacheLookup("a.example"), "answer") << content.size() << " bytes: " << content.substr(0, 100);
+    CloseCache();
+  }
+  EXPECT_EQ(LogText(), "");
+}
+
+TEST_F(Cache, DeletesEverythingUnderLoad) {
+  for (int round = 0; round < 20; ++round) {
+    StoreHosts(100, 300);
+    DeleteWholeCache();
+    for (unsigned i = 0; i < 100; ++i) ASSERT_EQ(CacheLookup(HostName(i)), "");
+    EXPECT_EQ(Sql("SELECT count(*) FROM ipcache"), "0");
+  }
+}
+
+/// No file grows beyond this, as on a full disk.
+void LimitFiles(rlim_t bytes) {
+  signal(SIGXFSZ, SIG_IGN);
+  const rlimit limit{bytes, RLIM_INFINITY};
+  setrlimit(RLIMIT_FSIZE, &limit);
+}
+
+TEST_F(Cache, CompactsAtEveryStartAndGoesOnWhileTheDiskIsFull) {
+  StoreHosts(300, 900);
+  for (unsigned i = 50; i < 300; ++i) CacheDeleteChain(HostName(i));
+  CloseCache();
+  const auto size = std::filesystem::file_size(database);
+  LimitFiles(40'000);
+  OpenCache();
+  EXPECT_EQ(std::filesystem::file_size(database), size);
+  StoreHosts(50, 901);
+  EXPECT_FALSE(store.Flush());
+  for (unsigned i = 0; i < 50; ++i) ASSERT_EQ(CacheLookup(HostName(i)), ValueOf(900));
+  CloseCache();
+  LimitFiles(RLIM_INFINITY);
+  OpenCache();
+  EXPECT_LT(std::filesystem::file_size(database), size / 2);
+  StoreHosts(50, 901);
+  EXPECT_TRUE(store.Flush());
+  EXPECT_EQ(CacheLookup(HostName(49)), ValueOf(901));
+  CloseCache();
+  EXPECT_EQ(surroundings.files.List(AppPath), std::vector<std::string>{"DNSCACHE.MDB"});
+}
+
+TEST_F(Cache, LosesNoWholeChainToAKillAtAnyMoment) {
+  const auto numbered = [](unsigned number) { return std::to_string(number) + " " + ValueOf(number * 101 % 900); };
+  void* shared = mmap(nullptr, sizeof(unsigned), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  auto& flushed = *static_cast<std::atomic<unsigned>*>(shared);
+  CloseCache();
+  for (int i = 0; i < 100; ++i) {
+    const unsigned before = flushed;
+    const pid_t child = fork();
+    if (child == 0) {
+      alarm(10);
+      OpenCache();
+      for (unsigned number = flushed + 1;; ++number) {
+        CacheStore(HostName(number % 60), numbered(number));
+        if (number % 16 == 0 && store.Flush()) flushed = number;
+      }
+    }
+    // One in four may still be opening the file.
+    for (int time = 0; time < 1 + i * 7 % 40 || (i % 4 != 0 && flushed == before && time < 9000); ++time)
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    OpenCache();
+    std::size_t records = 0;
+    for (unsigned host = 0; host < 60; ++host) {
+      const std::string found = CacheLookup(HostName(host));
+      const auto number = static_cast<unsigned>(std::strtoul(found.c_str(), nullptr, 10));
+      EXPECT_GT(number + 60, flushed) << "kill " << i;
+      if (found.empty()) continue;
+      EXPECT_EQ(found, numbered(number));
+      records += (found.size() + 248) / 249;
+    }
+    EXPECT_EQ(Sql("SELECT count(*) FROM ipcache"), std::to_string(records)) << "records of no whole chain";
+    CloseCache();
+  }
+  EXPECT_GT(flushed, 1000u);
+}
+
+}  // namespace
+}  // namespace quenvar
