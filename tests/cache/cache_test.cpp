@@ -136,6 +136,22 @@ TEST_F(Cache, StartsOverWhateverLiesInTheWay) {
   EXPECT_EQ(LogText(), "");
 }
 
+// What passes by itself is no reason to throw the answers away.
+TEST_F(Cache, LeavesAFileAloneThatAnotherProgramHolds) {
+  CacheStore("a.example", "answer");
+  CloseCache();
+  SqliteConnection other;
+  other.Open(database);
+  // A reader of a file without a write-ahead log, such as compaction leaves, keeps it from being opened with one.
+  ASSERT_FALSE(other.Execute("PRAGMA journal_mode=DELETE; BEGIN; SELECT count(*) FROM ipcache").Failed());
+  OpenCache();
+  EXPECT_EQ(CacheLookup("a.example"), "");
+  other.Close();
+  EXPECT_NE(LogText().find("Error opening Database!!5: database is locked"), std::string_view::npos) << LogText();
+  OpenCache();
+  EXPECT_EQ(CacheLookup("a.example"), "answer");
+}
+
 TEST_F(Cache, DeletesEverythingUnderLoad) {
   for (int round = 0; round < 20; ++round) {
     StoreHosts(100, 300);
