@@ -9,6 +9,7 @@
 #include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <thread>
 
 #include "base/text.h"
@@ -195,7 +196,8 @@ TEST_F(Cache, LosesNoWholeChainToAKillAtAnyMoment) {
   void* shared = mmap(nullptr, sizeof(unsigned), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   auto& flushed = *static_cast<std::atomic<unsigned>*>(shared);
   CloseCache();
-  for (int i = 0; i < 100; ++i) {
+  std::mt19937 random(53);
+  for (int i = 0; i < 200; ++i) {
     const unsigned before = flushed;
     const pid_t child = fork();
     if (child == 0) {
@@ -207,7 +209,8 @@ TEST_F(Cache, LosesNoWholeChainToAKillAtAnyMoment) {
       }
     }
     // One in four may still be opening the file.
-    for (int time = 0; time < 1 + i * 7 % 40 || (i % 4 != 0 && flushed == before && time < 9000); ++time)
+    const int moment = std::uniform_int_distribution(1, 40)(random);
+    for (int time = 0; time < moment || (i % 4 != 0 && flushed == before && time < 9000); ++time)
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     kill(child, SIGKILL);
     waitpid(child, nullptr, 0);

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <ctime>
 #include <sstream>
 
 namespace quenvar::lab {
@@ -85,6 +86,13 @@ Program::~Program() {
 }
 
 void Program::Signal(int signal) const { kill(process_, signal); }
+
+double Program::CpuSeconds() const {
+  clockid_t clock;
+  timespec time{};
+  if (clock_getcpuclockid(process_, &clock) == 0) clock_gettime(clock, &time);
+  return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+}
 
 bool Program::Runs() {
   if (process_ > 0 && waitpid(process_, &status_, WNOHANG) == process_) process_ = 0;

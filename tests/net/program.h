@@ -48,6 +48,8 @@ class Program {
   /// The orderly end from outside, by SIGTERM. The test fails when it is none.
   void Terminate();
   bool Runs();
+  /// CPU time since its start.
+  double CpuSeconds() const;
   /// What it has written to standard error so far.
   std::string StandardError() const { return ReadFile(standardError_); }
 
