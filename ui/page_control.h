@@ -15,7 +15,6 @@ class PageControl : public QWidget {
 
   /// Adds an empty page and returns it.
   QWidget* AddPage(const QString& caption);
-  int CurrentIndex() const { return bar_.currentIndex(); }
   void Select(int page) { bar_.setCurrentIndex(page); }
   /// Called after every change of the page.
   void SetPageChanged(std::function<void(int)> handler) { pageChanged_ = std::move(handler); }

@@ -16,8 +16,8 @@ namespace quenvar {
 namespace {
 
 // Small pages, because an answer that is replaced changes one page, which is written twice. Both fields are limited in
-// bytes. Names are text, so that they can be asked for by name with any SQLite tool; values
-// are blobs, because SQLite's functions take a text for finished at its first code 0.
+// bytes. Names are text, so that they can be asked for by name with any SQLite tool; values are blobs, because SQLite's
+// functions take a text for finished at its first code 0.
 constexpr const char* kCreateTable =
     "PRAGMA page_size=1024;"
     "BEGIN;"

@@ -77,12 +77,6 @@ TEST_F(StartAndEnd, OtherSocketErrorsGoToTheLogAndStandardError) {
   EXPECT_EQ(trace.back(), "quit 1");
 }
 
-TEST_F(StartAndEnd, ASecondCopyEndsWithoutTouchingPortOrFile) {
-  process.otherInstance = true;
-  Startup();
-  EXPECT_EQ(trace, (Trace{"font Arial", "font Tahoma", "instance?", "quit 0"}));
-}
-
 TEST_F(StartAndEnd, WithoutItsFontTheProgramEnds) {
   window.missingFont = "Tahoma";
   Startup();
