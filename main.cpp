@@ -11,6 +11,7 @@
 #include "engine/housekeeping.h"
 #include "engine/shutdown.h"
 #include "engine/startup.h"
+#include "engine/window_state.h"
 #include "platform/platform.h"
 #include "platform/posix/disk_files.h"
 #include "platform/posix/host_network.h"
@@ -21,12 +22,16 @@
 #include "platform/qt/qt_message_boxes.h"
 #include "platform/qt/qt_process.h"
 #include "platform/qt/qt_timer.h"
+#include "platform/qt/show_requests.h"
 #include "platform/qt/socket_udp_port.h"
 #include "platform/qt/tcp_clients.h"
 #include "platform/qt/tcp_listener.h"
 #include "platform/qt/wait_notice.h"
 #include "platform/sqlite/sqlite_record_store.h"
+#include "settings/server_list.h"
+#include "settings/settings_file.h"
 #include "settings/statistics.h"
+#include "ui/correction_dialog.h"
 #include "ui/main_window.h"
 #include "ui/pictures.h"
 #include "ui/tray_icon.h"
@@ -53,6 +58,11 @@ char RegionalSeparator() {
   return separator.size() == 1 ? separator[0] : '.';
 }
 
+// Settings that were never read would blank the file.
+void SaveSession() {
+  if (SettingsRead) SaveAllSettings();
+}
+
 void EndSession() { UnloadMainWindow(UnloadMode::SessionEnd); }
 
 // Everything outside of the program, and the order in which it is made and taken down.
@@ -74,9 +84,11 @@ struct Outside {
   SocketUdpPort downstream{events};
   SocketTcpListener listener;
   SocketTcpClients clients;
-  EndRequests endRequests{&EndSession};
+  EndRequests endRequests{&SaveSession, &EndSession};
+  ShowRequests showRequests{UserPath(QStandardPaths::RuntimeLocation, "quenvar.socket"), &ShowMainWindow};
   QtProcess process{{QUENVAR_VERSION_MAJOR, QUENVAR_VERSION_MINOR, QUENVAR_VERSION_REVISION},
                     QString::fromStdString(UserPath(QStandardPaths::GenericConfigLocation, "quenvar.lock")),
+                    showRequests,
                     boxes,
                     [this] { Release(); }};
 };
@@ -110,6 +122,7 @@ void Outside::Release() {
   records.Close();
   tray->RemoveTrayIcon();
   endRequests.Release();
+  showRequests.Release();
 }
 
 }  // namespace
@@ -125,9 +138,12 @@ int main(int argc, char** argv) {
   DecimalSeparator = RegionalSeparator();
   Outside outside;
   Quenvar_Mainform window;
+  Quenvar_Correct correction(&window);
   TrayIcon trayIcon(QApplication::windowIcon());
   mainWindow = &window;
   tray = &trayIcon;
+  serverTable = window.Servers();
+  correctionDialog = &correction;
   logView = window.Log();
   statisticsView = window.Statistics();
   optionsView = &window;

@@ -6,6 +6,7 @@
 #include "engine/event_log.h"
 #include "engine/startup.h"
 #include "platform/files.h"
+#include "platform/message_box.h"
 #include "platform/platform.h"
 #include "platform/record_store.h"
 
@@ -61,6 +62,12 @@ void DeleteWholeCache() {
   CloseCache();
   platform.records->DeleteFile(DatabasePath());
   OpenCache();
+}
+
+void ConfirmAndDeleteCache() {
+  const BoxAnswer answer = platform.boxes->Show("Are you sure? All entries will be lost!", "Confirm", BoxIcon::Question,
+                                                BoxButtons::OkCancel);
+  if (answer == BoxAnswer::Ok) DeleteWholeCache();
 }
 
 }  // namespace quenvar

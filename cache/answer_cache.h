@@ -24,6 +24,9 @@ void CloseCache();
 /// Throws all entries away: closes the database, deletes its file and makes it anew.
 void DeleteWholeCache();
 
+/// Asks the user, and throws all entries away when he says so.
+void ConfirmAndDeleteCache();
+
 /// The answer stored for a name, found without case. Empty when there is none or its records are broken.
 std::string CacheLookup(std::string_view name);
 

@@ -17,6 +17,8 @@ class MainWindowView {
   virtual void SelectFirstTab() {}
   /// Sets up what depends on the current page.
   virtual void TabUpdate() {}
+  /// Empties the status line, and no button looks as if the mouse were over it.
+  virtual void ClearStatusLine() {}
   /// Closes every window of the program but this one.
   virtual void UnloadOtherWindows() {}
 };
@@ -25,7 +27,10 @@ class TrayView {
  public:
   virtual ~TrayView() = default;
 
+  /// The icon with the tip "Quenvar". Where there is no tray, nothing happens until one comes.
   virtual void AddTrayIcon() {}
+  /// The tip becomes the first 63 characters of the text.
+  virtual void SetToolTip(const std::string& /*text*/) {}
   virtual void RemoveTrayIcon() {}
 };
 

@@ -41,4 +41,11 @@ void ToggleWindow() {
   mainWindow->TabUpdate();
 }
 
+void ShowMainWindow() {
+  const bool started = WindowHidden || WindowWasShown;
+  if (!started) return;
+  if (WindowHidden) ToggleWindow();
+  mainWindow->ShowWindow();
+}
+
 }  // namespace quenvar

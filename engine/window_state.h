@@ -27,4 +27,7 @@ void StayHiddenAtStart();
 /// Hides the main window in the tray when it is shown, and shows it on the page it was on when it is hidden.
 void ToggleWindow();
 
+/// Shows the window if it is hidden, and brings it to the front. Nothing happens as long as the start goes on.
+void ShowMainWindow();
+
 }  // namespace quenvar

@@ -17,7 +17,8 @@ need() {
 }
 
 need_for_build() {
-  need g++ cmake ninja-build qt6-base-dev libsqlite3-dev fonts-wine fonts-liberation
+  need g++ cmake ninja-build qt6-base-dev qt6-tools-dev qt6-documentation-tools libqt6svg6 libqt6sql6-sqlite \
+    libxcb1-dev libsqlite3-dev fonts-wine fonts-liberation
 }
 
 # Runs a command as the owner of the project's folder, so that "sudo ./run" leaves nothing behind that only root may

@@ -5,6 +5,7 @@
 #include <QFont>
 #include <QRect>
 #include <QString>
+#include <QWidget>
 
 namespace quenvar {
 
@@ -15,6 +16,9 @@ constexpr int Pixels(int twips) { return (twips + kTwipsPerPixel / 2) / kTwipsPe
 inline QRect TwipsRect(int left, int top, int width, int height) {
   return QRect(Pixels(left), Pixels(top), Pixels(width), Pixels(height));
 }
+
+/// Gives a control its name in the program and the one that a screen reader speaks.
+void NameControl(QWidget* control, const QString& name, const QString& spokenName);
 
 QFont FontOfPoints(const QString& face, double points);
 

@@ -3,11 +3,19 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QGroupBox>
+#include <QKeyEvent>
 #include <QLabel>
+#include <QLayout>
 #include <QMenuBar>
+#include <QPushButton>
 
 #include "engine/shutdown.h"
 #include "engine/window_state.h"
+#include "settings/statistics.h"
+#include "ui/about_frame.h"
+#include "ui/context_help.h"
+#include "ui/hints.h"
+#include "ui/keyboard_order.h"
 #include "ui/layout.h"
 
 namespace quenvar {
@@ -16,6 +24,7 @@ namespace {
 
 constexpr int kWindowWidth = 7710;
 constexpr int kWindowHeight = 5685;
+constexpr std::array<int, 4> kHelpTopics = {1017, 1004, 1012, 1018};
 /// Where Debian's package fonts-wine keeps the face of the window.
 constexpr const char* kTahomaFile = "/usr/share/wine/fonts/tahoma.ttf";
 
@@ -32,11 +41,11 @@ QCheckBox* AddOption(QWidget* frame, const QString& caption, int left, void (*cl
   return box;
 }
 
-void AddLabel(QWidget* parent, const QString& text, const QFont& font, const QRect& place) {
-  auto* const label = new QLabel(text, parent);
-  label->setTextFormat(Qt::PlainText);
-  label->setFont(font);
-  label->setGeometry(place);
+void AddLine(QWidget* client, int top, QPalette::ColorRole color) {
+  auto* const line = new QWidget(client);
+  line->setGeometry(TwipsRect(0, top, 8000, kTwipsPerPixel));
+  line->setBackgroundRole(color);
+  line->setAutoFillBackground(true);
 }
 
 }  // namespace
@@ -44,25 +53,56 @@ void AddLabel(QWidget* parent, const QString& text, const QFont& font, const QRe
 Quenvar_Mainform::Quenvar_Mainform()
     : QMainWindow(nullptr, Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
                                Qt::WindowCloseButtonHint) {
+  setObjectName("Quenvar_Mainform");
   setWindowTitle("Quenvar");
   auto* const client = new QWidget(this);
   client->setFixedSize(Pixels(kWindowWidth), Pixels(kWindowHeight));
   setCentralWidget(client);
-  SSTab1 = new PageControl(client);
-  SSTab1->setGeometry(TwipsRect(60, 0, 7575, 4335));
+  layout()->setSizeConstraint(QLayout::SetFixedSize);
   AddMenus();
+  AddBottom();
+  SSTab1 = new PageControl(client);
+  NameControl(SSTab1, "SSTab1", "Pages");
+  SSTab1->setGeometry(TwipsRect(60, 0, 7575, 4335));
   AddSystemPage();
   AddServerPage();
   AddLogPage();
   AddAboutPage();
   SSTab1->SetPageChanged([this](int page) { TurnTo(page); });
+  SetHelpTopic(this, kHelpTopics[kSystemPage]);
+  SetHint(SSTab1, [this] {
+    ShowStatusHint(" ");
+    ShowControlHint(SSTab1);
+  });
+  SetHint(this, [this] { ClearStatusLine(); });
+  WatchMouse(this);
 }
 
 void Quenvar_Mainform::AddMenus() {
   menuBar()->setNativeMenuBar(false);
   QMenu* const mDatei = menuBar()->addMenu("&File");
-  QObject::connect(mDatei->addAction("&Hide Window", QKeySequence("Ctrl+H")), &QAction::triggered, &ToggleWindow);
-  QObject::connect(mDatei->addAction("&Exit", QKeySequence("Ctrl+Q")), &QAction::triggered, &RequestQuit);
+  connect(mDatei->addAction("&Hide Window", QKeySequence("Ctrl+H")), &QAction::triggered, &ToggleWindow);
+  connect(mDatei->addAction("&Exit", QKeySequence("Ctrl+Q")), &QAction::triggered, &RequestQuit);
+  QMenu* const mHelp = menuBar()->addMenu("&Help");
+  connect(mHelp->addAction("Oltrenix &Webpage"), &QAction::triggered, &OpenMakersPage);
+  connect(mHelp->addAction("Help (F1)"), &QAction::triggered, &ContextHelp);
+}
+
+void Quenvar_Mainform::AddBottom() {
+  buttons_ = std::make_unique<ContextButtonBar>(centralWidget(), [this] { SSTab1->raise(); });
+  AddLine(centralWidget(), 5295, QPalette::Dark);
+  AddLine(centralWidget(), 5310, QPalette::Light);
+  auto* const hlp = new QLabel(centralWidget());
+  NameControl(hlp, "hlp", "Status");
+  hlp->setTextFormat(Qt::PlainText);
+  hlp->setGeometry(TwipsRect(0, 5400, 7815, 220));
+  UseStatusLine(hlp);
+  SetHint(hlp, [] {});
+  // Kept outside of what can be seen.
+  auto* const Command1 = new QPushButton("Command1", centralWidget());
+  NameControl(Command1, "Command1", Command1->text());
+  Command1->setGeometry(TwipsRect(9120, 7200, 2415, 495));
+  connect(Command1, &QPushButton::clicked, &ClearStatistics);
 }
 
 void Quenvar_Mainform::AddSystemPage() {
@@ -70,23 +110,34 @@ void Quenvar_Mainform::AddSystemPage() {
   Frame1 = new StatisticsFrame(page);
   Frame1->setGeometry(TwipsRect(120, 480, 7335, 2655));
   QGroupBox* const Frame3 = AddFrame(page, "Options", TwipsRect(120, 3240, 7335, 855));
+  Frame3->setObjectName("Frame3");
+  SetHint(Frame3, "");
   Check2Box = AddOption(Frame3, "Startup in System Tray", 120, &ClickCheck2);
+  NameControl(Check2Box, "Check2", Check2Box->text());
+  SetHint(Check2Box, "Keep Quenvar in the system tray at start up.");
   Check3Box = AddOption(Frame3, "Disable Cache", 2760, &ClickCheck3);
+  NameControl(Check3Box, "Check3", Check3Box->text());
+  SetHint(Check3Box, "DNS requests will not be served from cache if this is selected");
 }
 
 void Quenvar_Mainform::AddServerPage() {
-  AddFrame(SSTab1->AddPage("Se&rver"), "Name Server: ", TwipsRect(120, 480, 7335, 3735));
+  tabelle = new ServerTable(SSTab1->AddPage("Se&rver"), [this] { ShowServerPage(); });
+  tabelle->setGeometry(TwipsRect(120, 480, 7335, 3735));
 }
 
 void Quenvar_Mainform::AddLogPage() {
   QGroupBox* const Frame2 = AddFrame(SSTab1->AddPage("&Log"), "DNS Log: ", TwipsRect(120, 480, 7335, 3615));
+  SetHint(Frame2, [] {});
   Text5 = new LogBox(Frame2);
   Text5->setGeometry(TwipsRect(120, 240, 7095, 3255));
+  NameControl(Text5, "Text5", "DNS Log");
+  SetPageTag(Text5, kLogPage);
+  SetHint(Text5->viewport(), "Quenvar event log");
 }
 
 void Quenvar_Mainform::AddAboutPage() {
-  QGroupBox* const Frame4 = AddFrame(SSTab1->AddPage("Abou&t"), "", TwipsRect(120, 480, 7335, 3735));
-  AddLabel(Frame4, "Quenvar", FontOfPoints("Tahoma", 15.75), TwipsRect(120, 240, 3000, 480));
+  auto* const Frame4 = new AboutFrame(SSTab1->AddPage("Abou&t"));
+  Frame4->setGeometry(TwipsRect(120, 480, 7335, 3735));
 }
 
 bool Quenvar_Mainform::SetFontName(const std::string& name) {
@@ -106,6 +157,17 @@ void Quenvar_Mainform::HideWindow() { hide(); }
 
 void Quenvar_Mainform::SelectFirstTab() { SSTab1->Select(kSystemPage); }
 
+void Quenvar_Mainform::TabUpdate() {
+  if (CurrentPage == kServerPage) MakeListView();
+  buttons_->ShowFor(CurrentPage);
+  SetKeyboardOrder(this, CurrentPage);
+}
+
+void Quenvar_Mainform::ClearStatusLine() {
+  ShowStatusHint(" ");
+  ShowControlHint(this);
+}
+
 void Quenvar_Mainform::UnloadOtherWindows() {
   for (QWidget* const window : QApplication::topLevelWidgets())
     if (window != this) window->close();
@@ -121,9 +183,31 @@ void Quenvar_Mainform::closeEvent(QCloseEvent* event) {
   UnloadMainWindow(UnloadMode::ControlMenu);
 }
 
+void Quenvar_Mainform::keyPressEvent(QKeyEvent* event) {
+  if (event->key() == Qt::Key_F1) return ContextHelp();
+  if (event->key() == Qt::Key_Escape) return ToggleWindow();
+  QMainWindow::keyPressEvent(event);
+}
+
+// No other control may cover the tabs.
+bool Quenvar_Mainform::event(QEvent* event) {
+  const QEvent::Type type = event->type();
+  if (type == QEvent::WindowActivate || type == QEvent::Resize || type == QEvent::Paint || type == QEvent::FocusIn)
+    SSTab1->raise();
+  return QMainWindow::event(event);
+}
+
 void Quenvar_Mainform::TurnTo(int page) {
   SetCurrentPage(static_cast<std::int16_t>(page));
+  SetHelpTopic(this, kHelpTopics[static_cast<std::size_t>(page)]);
+  if (page == kLogPage) Text5->ScrollToEnd();
   TabUpdate();
+  SSTab1->raise();
+}
+
+void Quenvar_Mainform::ShowServerPage() {
+  if (WindowHidden) ToggleWindow();
+  SSTab1->Select(kServerPage);
 }
 
 }  // namespace quenvar

@@ -15,7 +15,6 @@ QWidget* PageControl::AddPage(const QString& caption) {
   page->setVisible(pages_.empty());
   pages_.push_back(page);
   bar_.addTab(caption);
-  bar_.adjustSize();
   bar_.raise();
   return page;
 }
@@ -24,6 +23,12 @@ void PageControl::ShowPage(int shown) {
   for (std::size_t page = 0; page < pages_.size(); ++page) pages_[page]->setVisible(static_cast<int>(page) == shown);
   bar_.raise();
   if (pageChanged_) pageChanged_(shown);
+}
+
+// The font is known only now.
+void PageControl::showEvent(QShowEvent* event) {
+  bar_.adjustSize();
+  QWidget::showEvent(event);
 }
 
 void PageControl::paintEvent(QPaintEvent*) {

@@ -20,6 +20,7 @@ class PageControl : public QWidget {
   void SetPageChanged(std::function<void(int)> handler) { pageChanged_ = std::move(handler); }
 
  protected:
+  void showEvent(QShowEvent* event) override;
   void paintEvent(QPaintEvent* event) override;
 
  private:

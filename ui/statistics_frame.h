@@ -48,8 +48,8 @@ class StatisticsFrame : public QGroupBox, public StatisticsView {
     std::string gain = "0,0";
   };
 
-  QLineEdit* AddValueBox(int top, int width);
-  void AddCaption(int top, const QString& text);
+  QLineEdit* AddValueBox(int top, int width, const char* hint);
+  void AddCaption(int top, const QString& text, const char* hint);
   void Changed();
   void ShowValues();
 

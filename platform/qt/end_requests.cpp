@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <QEvent>
 #include <QGuiApplication>
 #include <cerrno>
 #include <csignal>
@@ -31,16 +32,17 @@ void SetHandlers(void (*handler)(int)) {
 
 }  // namespace
 
-EndRequests::EndRequests(void (*onRequest)()) {
+EndRequests::EndRequests(void (*save)(), void (*end)()) : end_(end) {
+  session_ = QObject::connect(qGuiApp, &QGuiApplication::commitDataRequest, save);
+  qGuiApp->installEventFilter(this);
   if (pipe2(signalPipe, O_CLOEXEC | O_NONBLOCK) != 0) return;
   notifier_ = std::make_unique<QSocketNotifier>(signalPipe[0], QSocketNotifier::Read);
-  QObject::connect(notifier_.get(), &QSocketNotifier::activated, [onRequest] {
+  QObject::connect(notifier_.get(), &QSocketNotifier::activated, [end] {
     char bytes[16];
     while (read(signalPipe[0], bytes, sizeof bytes) > 0) {
     }
-    onRequest();
+    end();
   });
-  session_ = QObject::connect(qGuiApp, &QGuiApplication::commitDataRequest, onRequest);
   SetHandlers(OnSignal);
 }
 
@@ -49,7 +51,15 @@ EndRequests::~EndRequests() { Release(); }
 void EndRequests::Release() {
   SetHandlers(SIG_DFL);
   QObject::disconnect(session_);
+  qGuiApp->removeEventFilter(this);
   notifier_.reset();
+}
+
+// The session manager has given its order to end, which a window that is to close could refuse.
+bool EndRequests::eventFilter(QObject* /*object*/, QEvent* event) {
+  if (event->type() != QEvent::Quit) return false;
+  end_();
+  return true;
 }
 
 }  // namespace quenvar

@@ -14,8 +14,13 @@ constexpr int kRunTimeErrorStatus = 1;
 
 }  // namespace
 
-QtProcess::QtProcess(Version version, const QString& lockPath, MessageBoxes& boxes, std::function<void()> releaseAll)
-    : version_(version), lock_(lockPath), boxes_(boxes), releaseAll_(std::move(releaseAll)) {
+QtProcess::QtProcess(Version version, const QString& lockPath, ShowRequests& showRequests, MessageBoxes& boxes,
+                     std::function<void()> releaseAll)
+    : version_(version),
+      lock_(lockPath),
+      showRequests_(showRequests),
+      boxes_(boxes),
+      releaseAll_(std::move(releaseAll)) {
   // A running copy holds the lock for months: its age says nothing.
   lock_.setStaleLockTime(0);
 }
@@ -23,7 +28,13 @@ QtProcess::QtProcess(Version version, const QString& lockPath, MessageBoxes& box
 // Where no lock file can be made, nothing is known of another copy, and the taken port will tell.
 bool QtProcess::PreviousInstance() {
   QDir().mkpath(QFileInfo(lock_.fileName()).path());
-  return !lock_.tryLock() && lock_.error() == QLockFile::LockFailedError;
+  if (lock_.tryLock()) {
+    showRequests_.Listen();
+    return false;
+  }
+  if (lock_.error() != QLockFile::LockFailedError) return false;
+  showRequests_.Send();
+  return true;
 }
 
 void QtProcess::EndWithRunTimeError(int number, const std::string& description) {

@@ -6,15 +6,17 @@
 
 #include "platform/message_box.h"
 #include "platform/process.h"
+#include "platform/qt/show_requests.h"
 
 namespace quenvar {
 
 /// The process under Qt. A lock file beside the settings file marks the one copy that may run with these settings; the
-/// lock of a copy that was killed does not count.
+/// lock of a copy that was killed does not count. A copy that may not run asks that one to show its window.
 class QtProcess final : public Process {
  public:
   /// `releaseAll` closes the sockets and stops the timer; it is called before a run-time error is reported.
-  QtProcess(Version version, const QString& lockPath, MessageBoxes& boxes, std::function<void()> releaseAll);
+  QtProcess(Version version, const QString& lockPath, ShowRequests& showRequests, MessageBoxes& boxes,
+            std::function<void()> releaseAll);
 
   Version ProgramVersion() override { return version_; }
   bool PreviousInstance() override;
@@ -26,6 +28,7 @@ class QtProcess final : public Process {
  private:
   const Version version_;
   QLockFile lock_;
+  ShowRequests& showRequests_;
   MessageBoxes& boxes_;
   const std::function<void()> releaseAll_;
   std::mt19937_64 generator_;

@@ -1,0 +1,117 @@
+// The icon in a real tray, pressed by a real mouse, and the second start that takes its place where there is no tray.
+#include <signal.h>
+
+#include <functional>
+#include <sstream>
+
+#include "program.h"
+
+namespace quenvar::lab {
+namespace {
+
+const std::string kHidden = "[OPTIONS]\nSYSTRAY=Yes\n[NAMESERVER]\nDNS_0_NAME=" + ServerAt(1) + "\nDNS_0_ENABLED=Yes\n";
+
+class Tray : public LabTest {
+ protected:
+  void StartTray() {
+    trayProcess_ = Output(
+        display_ + "trayer --edge bottom --align right --widthtype request --height 32 >/dev/null 2>&1 & echo $!");
+  }
+  void EndTray() { Output("kill " + trayProcess_); }
+
+  /// The icon is the only one in the tray, in the right lower corner of the screen. Every click is far enough from the
+  /// one before not to be the second half of a double click.
+  void Click(const std::string& buttons) {
+    place_ = place_ == 1005 ? 1019 : 1005;
+    Output(display_ + "xdotool mousemove " + std::to_string(place_) + " 752 click " + buttons);
+  }
+
+  /// Opens the menu and presses the key of an entry.
+  void Choose(const std::string& key) {
+    Click("3");
+    ASSERT_TRUE(Eventually([&] { return Count("quenvar") == 2; })) << "no menu";
+    Output(display_ + "xdotool key " + key);
+    ASSERT_TRUE(Eventually([&] { return Count("quenvar") == 1; })) << "the menu stays";
+  }
+
+  /// Windows on show: "Quenvar" is the main window; the icon and the menu carry the name of the program.
+  int Count(const std::string& name) {
+    std::istringstream names(Output(display_ + "xdotool search --onlyvisible --class ^quenvar$ getwindowname %@"));
+    int count = 0;
+    for (std::string line; std::getline(names, line);) count += line == name ? 1 : 0;
+    return count;
+  }
+  bool Becomes(int count, const std::string& name) {
+    return Eventually([&] { return Count(name) == count; });
+  }
+
+  const Screen screen_;
+  const std::string display_ = "DISPLAY=" + screen_.Display() + " ";
+
+ private:
+  std::string trayProcess_;
+  int place_ = 0;
+};
+
+TEST_F(Tray, TheIconComesWithEveryTrayHoweverLate) {
+  const Program program(home_, {.display = screen_.Display()});
+  ASSERT_TRUE(Becomes(1, "Quenvar"));
+  EXPECT_EQ(Count("quenvar"), 0);
+  for (int turn = 0; turn < 2; ++turn) {
+    StartTray();
+    EXPECT_TRUE(Becomes(1, "quenvar")) << turn;
+    EndTray();
+    EXPECT_TRUE(Becomes(0, "quenvar")) << turn;
+  }
+  EXPECT_EQ(Count("Quenvar"), 1);
+}
+
+TEST_F(Tray, ItsClicksAndItsMenuShowHideAndEnd) {
+  WriteFile(home_.SettingsFile(), kHidden);
+  StartTray();
+  Program program(home_, {.display = screen_.Display()});
+  ASSERT_TRUE(Becomes(1, "quenvar"));
+  EXPECT_EQ(Count("Quenvar"), 0) << "hidden from the start";
+  const struct {
+    const char* what;
+    std::function<void()> press;
+    int shown;
+  } steps[] = {{"left", [this] { Click("1"); }, 1},
+               {"left again", [this] { Click("1"); }, 1},
+               {"Show when shown", [this] { Choose("s"); }, 1},
+               {"Hide", [this] { Choose("h"); }, 0},
+               {"Hide when hidden", [this] { Choose("h"); }, 0},
+               {"double", [this] { Click("--repeat 2 --delay 50 1"); }, 1},
+               {"Hide again", [this] { Choose("h"); }, 0},
+               {"Show", [this] { Choose("s"); }, 1}};
+  for (const auto& step : steps) {
+    step.press();
+    EXPECT_TRUE(RoundTrip()) << "by then the press has arrived";
+    EXPECT_TRUE(Becomes(step.shown, "Quenvar")) << step.what;
+  }
+  Choose("q");
+  ASSERT_TRUE(screen_.Shows("QUIT"));
+  Click("3");
+  EXPECT_TRUE(RoundTrip()) << "the service goes on under a box";
+  screen_.PressEnter("QUIT");
+  EXPECT_EQ(program.Wait(), 0);
+}
+
+TEST_F(Tray, ASecondStartShowsAHiddenWindow) {
+  WriteFile(home_.SettingsFile(), kHidden);
+  const Program first(home_, {.display = screen_.Display()});
+  EXPECT_EQ(Count("Quenvar"), 0);
+  const auto startAgain = [this] {
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(Program(home_, {.display = screen_.Display(), .serves = false}).Wait(), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+  };
+  startAgain();
+  EXPECT_TRUE(Becomes(1, "Quenvar"));
+  first.Signal(SIGSTOP);
+  for (int start = 0; start < 20; ++start) startAgain();
+  first.Signal(SIGCONT);
+}
+
+}  // namespace
+}  // namespace quenvar::lab

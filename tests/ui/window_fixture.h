@@ -1,0 +1,69 @@
+// The main window as it is after a start, on a screen that no one sees, with the service behind it.
+#pragma once
+
+#include <QAction>
+#include <QApplication>
+#include <QLabel>
+#include <QTest>
+
+#include "tests/fakes/fake_record_store.h"
+#include "tests/fakes/service.h"
+#include "ui/correction_dialog.h"
+#include "ui/hints.h"
+#include "ui/layout.h"
+#include "ui/main_window.h"
+
+namespace quenvar {
+
+class WindowTest : public Service {
+ protected:
+  WindowTest() {
+    platform.records = &records;
+    mainWindow = &form;
+    serverTable = form.Servers();
+    correctionDialog = &dialog;
+    logView = form.Log();
+    statisticsView = form.Statistics();
+    optionsView = &form;
+    FocusRow = -1;
+    EXPECT_TRUE(form.SetFontName("Tahoma"));
+    form.Servers()->MakeTabelle();
+    MakeListView();
+    form.TabUpdate();
+    ShowWindowAtStart();
+    EXPECT_TRUE(QTest::qWaitForWindowActive(&form));
+  }
+  ~WindowTest() override {
+    static LogView noLog;
+    static StatisticsView noStatistics;
+    static OptionsView noOptions;
+    logView = &noLog;
+    statisticsView = &noStatistics;
+    optionsView = &noOptions;
+  }
+
+  void AddServer(int row, const std::string& address, const std::string& description = "", std::int16_t winning = 0) {
+    SetServer(static_cast<std::size_t>(row), address, description, winning);
+    serverTable->SetCheckBox(row, true);
+  }
+  template <class Control = QWidget>
+  Control* Find(const QString& name) {
+    return form.findChild<Control*>(name);
+  }
+  void Click(QWidget* control) { QTest::mouseClick(control, Qt::LeftButton); }
+  void Turn(int page) { pages->setCurrentIndex(page); }
+  std::string Hint() const { return LastHint.toStdString(); }
+
+  static inline int argumentCount = 1;
+  static inline char programName[] = "test";
+  static inline char* arguments[] = {programName, nullptr};
+
+  FakeRecordStore records;
+  QApplication application{argumentCount, arguments};
+  Quenvar_Mainform form;
+  Quenvar_Correct dialog{&form};
+  QTabBar* pages = form.findChild<QTabBar*>();
+  QPlainTextEdit* log = form.findChild<QPlainTextEdit*>();
+};
+
+}  // namespace quenvar

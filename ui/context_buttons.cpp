@@ -1,0 +1,92 @@
+#include "ui/context_buttons.h"
+
+#include <QKeyEvent>
+#include <utility>
+
+#include "cache/answer_cache.h"
+#include "engine/event_log.h"
+#include "engine/shutdown.h"
+#include "engine/window_state.h"
+#include "settings/server_list.h"
+#include "settings/statistics.h"
+#include "ui/context_help.h"
+#include "ui/hints.h"
+#include "ui/keyboard_order.h"
+#include "ui/layout.h"
+#include "ui/pictures.h"
+
+namespace quenvar {
+
+namespace {
+
+constexpr std::array<int, 7> kLefts = {120, 1080, 2040, 3000, 4920, 5880, 6840};
+constexpr int kTop = 4440;
+constexpr int kSide = 795;
+constexpr int kPictureSide = 32;
+constexpr int kContextButtons = 4;
+
+}  // namespace
+
+PictureButton::PictureButton(QWidget* parent) : QToolButton(parent) {
+  setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
+  setIconSize(QSize(kPictureSide, kPictureSide));
+}
+
+void PictureButton::SetUp(const QString& caption, const QString& picture, std::function<void()> action) {
+  setText(caption);
+  setAccessibleName(QString(caption).remove('&'));
+  setIcon(Picture(picture));
+  action_ = std::move(action);
+}
+
+void PictureButton::keyPressEvent(QKeyEvent* event) {
+  if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) return click();
+  QToolButton::keyPressEvent(event);
+}
+
+ContextButtonBar::ContextButtonBar(QWidget* client, const std::function<void()>& afterAction) {
+  for (std::size_t index = 0; index < buttons_.size(); ++index) {
+    auto* const button = buttons_[index] = new PictureButton(client);
+    button->setObjectName("b" + QString::number(index + 1));
+    button->setGeometry(TwipsRect(kLefts[index], kTop, kSide, kSide));
+    SetPageTag(button, kEveryPage);
+    SetHint(button, [button] { ShowControlHint(button); });
+    QObject::connect(button, &QToolButton::clicked, [button, afterAction] {
+      button->Act();
+      afterAction();
+    });
+  }
+  Button(5).SetUp("H&elp!", "help", &ContextHelp);
+  Button(6).SetUp("&Hide", "hide", &ToggleWindow);
+  Button(7).SetUp("E&xit", "exit", &ConfirmAndQuit);
+  HideContextButtons();
+}
+
+void ContextButtonBar::HideContextButtons() {
+  for (int number = 1; number <= kContextButtons; ++number) Button(number).hide();
+}
+
+void ContextButtonBar::ShowFor(std::int16_t page) {
+  HideContextButtons();
+  switch (page) {
+    case kSystemPage:
+      Button(1).SetUp("&Clear", "clear", &ClearStatistics);
+      Button(2).SetUp("&Reset", "trash", &ConfirmAndDeleteCache);
+      Button(2).show();
+      break;
+    case kServerPage:
+      Button(1).SetUp("&Clear", "refresh", &ResetServerStatistics);
+      break;
+    case kLogPage:
+      Button(1).SetUp("&Clear", "clear", &ClearLog);
+      break;
+    case kAboutPage:
+      Button(1).SetUp("Update", "add", [] {});
+      break;
+    default:
+      return;
+  }
+  Button(1).show();
+}
+
+}  // namespace quenvar

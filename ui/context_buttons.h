@@ -1,0 +1,40 @@
+#pragma once
+
+#include <QToolButton>
+#include <array>
+#include <cstdint>
+#include <functional>
+
+namespace quenvar {
+
+/// A square button with a picture above its caption.
+class PictureButton : public QToolButton {
+ public:
+  explicit PictureButton(QWidget* parent);
+
+  void SetUp(const QString& caption, const QString& picture, std::function<void()> action);
+  void Act() { action_(); }
+
+ protected:
+  void keyPressEvent(QKeyEvent* event) override;
+
+ private:
+  std::function<void()> action_;
+};
+
+/// The seven buttons b1 to b7 below the pages. What the first ones do depends on the page.
+class ContextButtonBar {
+ public:
+  /// `afterAction` is called after every action of a button.
+  ContextButtonBar(QWidget* client, const std::function<void()>& afterAction);
+
+  void ShowFor(std::int16_t page);
+
+ private:
+  void HideContextButtons();
+  PictureButton& Button(int number) { return *buttons_[static_cast<std::size_t>(number - 1)]; }
+
+  std::array<PictureButton*, 7> buttons_;
+};
+
+}  // namespace quenvar
