@@ -34,10 +34,10 @@ make_networks() {
 
 in_upstream() { nsenter --net="/proc/$upstream/ns/net" "$@"; }
 
-# Starts a display that no one sees. Sets DISPLAY.
+# start_display [OPTION OF XVFB]...: starts a display that no one sees. Sets DISPLAY.
 start_display() {
   mkfifo /tmp/display
-  Xvfb -displayfd 4 -screen 0 800x600x24 -nolisten tcp 4>/tmp/display >/dev/null 2>&1 &
+  Xvfb -displayfd 4 -screen 0 1280x1024x24 -nolisten tcp "$@" 4>/tmp/display >/dev/null 2>&1 &
   read -r DISPLAY </tmp/display
   export DISPLAY=:$DISPLAY
 }
