@@ -1,6 +1,7 @@
 #include "ui/hints.h"
 
 #include <QMouseEvent>
+#include <QPointer>
 #include <utility>
 
 #include "engine/window_state.h"
@@ -43,13 +44,25 @@ class MouseFilter : public QObject {
     control->installEventFilter(this);
   }
 
-  bool eventFilter(QObject*, QEvent* event) override {
+  bool eventFilter(QObject* control, QEvent* event) override {
     if (event->type() != QEvent::MouseMove) return false;
-    show_();
-    return static_cast<QMouseEvent*>(event)->buttons() == Qt::NoButton;
+    const auto* const move = static_cast<QMouseEvent*>(event);
+    if (!Climbed(control, *move)) show_();
+    return move->buttons() == Qt::NoButton;
   }
 
  private:
+  // With a button held down, the control has to see the movement, and what it does not want goes on to its parents.
+  static bool Climbed(QObject* control, const QMouseEvent& move) {
+    const std::pair now(move.timestamp(), move.globalPosition());
+    if (now == lastMove && lastControl && static_cast<QWidget*>(control)->isAncestorOf(lastControl)) return true;
+    lastMove = now;
+    lastControl = static_cast<QWidget*>(control);
+    return false;
+  }
+
+  static inline std::pair<quint64, QPointF> lastMove;
+  static inline QPointer<QWidget> lastControl;
   std::function<void()> show_;
 };
 

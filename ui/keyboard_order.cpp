@@ -14,7 +14,7 @@ void SetPageTag(QWidget* control, std::int16_t page) { control->setProperty(kPag
 
 void SetKeyboardOrder(QWidget* window, std::int16_t page) {
   for (QWidget* const control : window->findChildren<QWidget*>()) {
-    if (control->focusPolicy() == Qt::NoFocus) continue;
+    if (control->window() != window || control->focusPolicy() == Qt::NoFocus) continue;
     const QVariant tag = control->property(kPageTag);
     const bool reached = tag.isValid() && (tag.toInt() == page || tag.toInt() == kEveryPage);
     control->setFocusPolicy(reached ? Qt::StrongFocus : Qt::ClickFocus);

@@ -15,7 +15,11 @@ const QPoint kGiveWay(Pixels(20), Pixels(20));
 
 }  // namespace
 
-void OpenWebPage(const QString& address) { QDesktopServices::openUrl(QUrl::fromUserInput(address)); }
+// What comes from a server could name a file or a program of this machine.
+void OpenWebPage(const QString& address) {
+  const QUrl url = QUrl::fromUserInput(address);
+  if (url.scheme() == "http" || url.scheme() == "https") QDesktopServices::openUrl(url);
+}
 
 LinkLabel::LinkLabel(QWidget* parent, std::function<void()> clicked) : QLabel(parent), clicked_(std::move(clicked)) {
   setTextFormat(Qt::PlainText);
@@ -29,13 +33,12 @@ LinkLabel::LinkLabel(QWidget* parent, std::function<void()> clicked) : QLabel(pa
 }
 
 void LinkLabel::mousePressEvent(QMouseEvent* event) {
-  if (event->button() == Qt::LeftButton) move(pos() + kGiveWay);
+  if (event->buttons() == event->button()) move(pos() + kGiveWay);
 }
 
 void LinkLabel::mouseReleaseEvent(QMouseEvent* event) {
-  if (event->button() != Qt::LeftButton) return;
-  move(pos() - kGiveWay);
-  if (rect().contains(event->position().toPoint())) clicked_();
+  if (event->buttons() == Qt::NoButton) move(pos() - kGiveWay);
+  if (event->button() == Qt::LeftButton && rect().contains(event->position().toPoint())) clicked_();
 }
 
 }  // namespace quenvar

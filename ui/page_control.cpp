@@ -6,6 +6,7 @@
 namespace quenvar {
 
 PageControl::PageControl(QWidget* parent) : QWidget(parent), bar_(this) {
+  bar_.setAccessibleName("Pages");
   QObject::connect(&bar_, &QTabBar::currentChanged, this, &PageControl::ShowPage);
 }
 

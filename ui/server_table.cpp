@@ -2,6 +2,7 @@
 
 #include <QFocusEvent>
 #include <QGuiApplication>
+#include <QRegularExpression>
 #include <QTimer>
 #include <algorithm>
 #include <tuple>
@@ -54,7 +55,14 @@ bool OnlyAway(Qt::FocusReason reason) {
 
 }  // namespace
 
-TableCell::TableCell(QWidget* table) : QLineEdit(table) { setFrame(false); }
+TableCell::TableCell(QWidget* table) : QLineEdit(table) {
+  setFrame(false);
+  // What is pasted may bring line ends and tabs along, which look like blanks.
+  connect(this, &QLineEdit::textChanged, [this](QString text) {
+    static const QRegularExpression breaks("[\\r\\n\\t]");
+    if (text.contains(breaks)) setText(text.replace(breaks, " "));
+  });
+}
 
 void TableCell::focusInEvent(QFocusEvent* event) {
   QLineEdit::focusInEvent(event);
@@ -79,7 +87,7 @@ ServerTable::ServerTable(QWidget* page, std::function<void()> turnToServerPage)
     : QGroupBox("Name Server: ", page),
       turnToServerPage_(std::move(turnToServerPage)),
       okay_(Picture("okay")),
-      Sleeping_(Picture("sleeping")),
+      Sleeping_(Picture("Sleeping")),
       refresh_([this] { ShowRows(); }) {
   setObjectName("tabelle");
   SetHint(this, " ");
@@ -221,12 +229,10 @@ void ServerTable::SetDescriptionCell(int row, const std::string& text) {
   ShowDescriptionColor(row);
 }
 
-void ServerTable::SetCheckBox(int row, bool ticked) {
-  Check[Slot(row)]->setChecked(ticked);
-  ShowRowEnabled(row, ticked);
-}
+void ServerTable::SetCheckBox(int row, bool ticked) { ShowRowEnabled(row, ticked); }
 
 void ServerTable::ShowRowEnabled(int row, bool enabled) {
+  Check[Slot(row)]->setChecked(enabled);
   Text[Slot(row)]->setEnabled(true);
   Desc[Slot(row)]->setEnabled(enabled);
   Proz[Slot(row)]->setEnabled(enabled);

@@ -2,6 +2,8 @@
 
 #include <QApplication>
 #include <QCursor>
+#include <QScreen>
+#include <algorithm>
 
 #include "engine/shutdown.h"
 #include "engine/window_state.h"
@@ -24,9 +26,12 @@ void HideIfShown() {
   if (!WindowHidden) ToggleWindow();
 }
 
-// The left edge is where the mouse is. Where the desktop draws the menu itself, this one stays hidden.
+// The right edge is where the mouse is, as far as the screen has room. Where the desktop draws the menu itself, this
+// one stays hidden.
 void AlignRight(QMenu& menu) {
-  if (menu.isVisible()) menu.move(QCursor::pos().x() - menu.width(), menu.y());
+  if (!menu.isVisible()) return;
+  const int leftmost = menu.screen()->availableGeometry().left();
+  menu.move(std::max(leftmost, QCursor::pos().x() - menu.width()), menu.y());
 }
 
 }  // namespace

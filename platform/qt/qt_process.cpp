@@ -33,7 +33,7 @@ bool QtProcess::PreviousInstance() {
     return false;
   }
   if (lock_.error() != QLockFile::LockFailedError) return false;
-  showRequests_.Send();
+  if (!showRequests_.Send()) Report("Quenvar is already running, but cannot be asked to show its window.");
   return true;
 }
 

@@ -41,11 +41,13 @@ void ShowRequests::Listen() {
   QObject::connect(notifier_.get(), &QSocketNotifier::activated, [this] { OnDatagram(); });
 }
 
-void ShowRequests::Send() const {
+bool ShowRequests::Send() const {
   const sockaddr_un address = Address(path_);
   const int sender = Socket();
-  if (Fits(address)) sendto(sender, "", 0, 0, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+  const bool sent =
+      Fits(address) && sendto(sender, "", 0, 0, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
   close(sender);
+  return sent;
 }
 
 void ShowRequests::Release() {

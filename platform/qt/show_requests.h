@@ -18,8 +18,8 @@ class ShowRequests {
 
   /// Only for the one copy that may run: takes the path over from the copy before, which leaves its socket there.
   void Listen();
-  /// Sends a request to the copy that listens, if there is one that takes it.
-  void Send() const;
+  /// Sends a request to the copy that listens. False when there is none that takes it.
+  bool Send() const;
   /// No request is taken any more.
   void Release();
 

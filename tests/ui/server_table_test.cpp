@@ -42,6 +42,8 @@ class Table : public WindowTest {
   void AnswerNext(const QString& button) {
     QTimer::singleShot(20, &dialog, [this, button] {
       if (!dialog.isVisible()) return AnswerNext(button);
+      QTest::keyClick(dialog.focusWidget(), Qt::Key_Tab);
+      EXPECT_EQ(dialog.focusWidget()->objectName(), "Command2") << "the page's order is not that of the box";
       asked = dialog.windowTitle() + ": " + dialog.findChild<QLabel*>()->text();
       if (auto* const pressed = dialog.findChild<QAbstractButton*>(button))
         pressed->click();
@@ -115,9 +117,13 @@ TEST_F(Table, TheCheckBoxSwitchesAndTheLastOneWarns) {
   EXPECT_FALSE(Indicator(0) || Description(0)->isEnabled());
   EXPECT_TRUE(Address(0)->isEnabled());
   EXPECT_TRUE(boxes.shown.empty());
+  boxes.whileOpen = [this] {
+    MakeListView();
+    AwaitRefresh();
+  };
   Click(Box(1));
   EXPECT_EQ(boxes.shown.size(), 1u);
-  EXPECT_EQ(ServerEnabled[1], kFalse) << "the click is not undone";
+  EXPECT_TRUE(ServerEnabled[1] == kFalse && !Box(1)->isChecked()) << "the click is not undone";
   Click(Box(1));
   EXPECT_TRUE(ServerEnabled[1] == kTrue && Indicator(1));
 }
@@ -140,6 +146,15 @@ TEST_F(Table, AWrongAddressIsAskedAboutAndTheFrameRepeatsTheAnswer) {
     Turn(kServerPage);
   }
   EXPECT_EQ(ServerAddress[0], "10.1.0.1");
+}
+
+TEST_F(Table, HidingTakesWhatIsTypedAndPastedBreaksAreBlanks) {
+  Type(Address(2), "");
+  Address(2)->insert("10.1.0.3\r\n");
+  ToggleWindow();
+  AwaitRefresh();
+  EXPECT_EQ(ServerAddress[2], "10.1.0.3");
+  EXPECT_TRUE(WindowHidden && asked.isEmpty());
 }
 
 TEST_F(Table, LookingElsewhereOrAMenuDoesNotEndAnEdit) {

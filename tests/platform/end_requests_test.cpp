@@ -1,0 +1,39 @@
+#include "platform/qt/end_requests.h"
+
+#include <gtest/gtest.h>
+
+#include <QGuiApplication>
+#include <QTest>
+#include <csignal>
+
+namespace quenvar {
+namespace {
+
+int saves = 0;
+int ends = 0;
+
+TEST(EndRequests, TheSessionSavesAndEndsAndASignalEnds) {
+  int argumentCount = 1;
+  char name[] = "test";
+  char* arguments[] = {name, nullptr};
+  QGuiApplication application(argumentCount, arguments);
+  EndRequests requests([] { ++saves; }, [] { ++ends; });
+  const auto logOut = [&] {
+    QSessionManager* const nobody = nullptr;
+    emit application.commitDataRequest(*nobody);
+    EXPECT_EQ(ends, saves - 1) << "a request to save may be followed by none to end";
+    QEvent quit(QEvent::Quit);
+    QCoreApplication::sendEvent(&application, &quit);
+  };
+  logOut();
+  EXPECT_EQ(std::pair(saves, ends), std::pair(1, 1));
+  raise(SIGTERM);
+  EXPECT_TRUE(QTest::qWaitFor([] { return ends == 2; }));
+  requests.Release();
+  QEvent quit(QEvent::Quit);
+  QCoreApplication::sendEvent(&application, &quit);
+  EXPECT_EQ(ends, 2);
+}
+
+}  // namespace
+}  // namespace quenvar
