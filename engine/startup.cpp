@@ -157,7 +157,7 @@ int InitialiseEngine() {
   ReadSettingsOnce();
   LogNameServers();
   platform.process->Randomize();
-  HelpFile = AppPath + "Quenvar.hlp";
+  HelpFile = platform.files->InstalledFile("Quenvar.hlp");
   ServerListChanged = kTrue;
   EngineReady = kTrue;
   return 0;

@@ -4,8 +4,10 @@
 namespace quenvar {
 
 class Clock;
+class Desktop;
 class EventLoop;
 class Files;
+class HttpClient;
 class MessageBoxes;
 class Network;
 class Process;
@@ -19,7 +21,9 @@ class UdpPort;
 struct Platform {
   Clock* clock = nullptr;
   EventLoop* events = nullptr;
+  Desktop* desktop = nullptr;
   Files* files = nullptr;
+  HttpClient* http = nullptr;  ///< of the update check
   MessageBoxes* boxes = nullptr;
   Network* network = nullptr;
   Process* process = nullptr;

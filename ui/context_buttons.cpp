@@ -44,7 +44,9 @@ void PictureButton::keyPressEvent(QKeyEvent* event) {
   QToolButton::keyPressEvent(event);
 }
 
-ContextButtonBar::ContextButtonBar(QWidget* client, const std::function<void()>& afterAction) {
+ContextButtonBar::ContextButtonBar(QWidget* client, std::function<void()> openUpdate,
+                                   const std::function<void()>& afterAction)
+    : openUpdate_(std::move(openUpdate)) {
   for (std::size_t index = 0; index < buttons_.size(); ++index) {
     auto* const button = buttons_[index] = new PictureButton(client);
     button->setObjectName("b" + QString::number(index + 1));
@@ -70,18 +72,18 @@ void ContextButtonBar::ShowFor(std::int16_t page) {
   HideContextButtons();
   switch (page) {
     case kSystemPage:
-      Button(1).SetUp("&Clear", "clear", &ClearStatistics);
-      Button(2).SetUp("&Reset", "trash", &ConfirmAndDeleteCache);
+      Button(1).SetUp("&Clear", "IClear", &ClearStatistics);
+      Button(2).SetUp("&Reset", "IMuell", &ConfirmAndDeleteCache);
       Button(2).show();
       break;
     case kServerPage:
-      Button(1).SetUp("&Clear", "refresh", &ResetServerStatistics);
+      Button(1).SetUp("&Clear", "IRefresh", &ResetServerStatistics);
       break;
     case kLogPage:
-      Button(1).SetUp("&Clear", "clear", &ClearLog);
+      Button(1).SetUp("&Clear", "IClear", &ClearLog);
       break;
     case kAboutPage:
-      Button(1).SetUp("Update", "add", [] {});
+      Button(1).SetUp("Update", "IAdd", openUpdate_);
       break;
     default:
       return;

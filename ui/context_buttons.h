@@ -25,8 +25,8 @@ class PictureButton : public QToolButton {
 /// The seven buttons b1 to b7 below the pages. What the first ones do depends on the page.
 class ContextButtonBar {
  public:
-  /// `afterAction` is called after every action of a button.
-  ContextButtonBar(QWidget* client, const std::function<void()>& afterAction);
+  /// `openUpdate` opens the dialog of the update check; `afterAction` is called after every action of a button.
+  ContextButtonBar(QWidget* client, std::function<void()> openUpdate, const std::function<void()>& afterAction);
 
   void ShowFor(std::int16_t page);
 
@@ -35,6 +35,7 @@ class ContextButtonBar {
   PictureButton& Button(int number) { return *buttons_[static_cast<std::size_t>(number - 1)]; }
 
   std::array<PictureButton*, 7> buttons_;
+  std::function<void()> openUpdate_;
 };
 
 }  // namespace quenvar

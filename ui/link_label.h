@@ -5,7 +5,7 @@
 
 namespace quenvar {
 
-/// Opens a page in the desktop's browser. A failure is not reported.
+/// Opens a page in the desktop's browser. What is no address of the web is not opened. A failure is not reported.
 void OpenWebPage(const QString& address);
 
 /// A text to click on. It gives way under the mouse button.

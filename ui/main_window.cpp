@@ -17,6 +17,7 @@
 #include "ui/hints.h"
 #include "ui/keyboard_order.h"
 #include "ui/layout.h"
+#include "update/update_dialog.h"
 
 namespace quenvar {
 
@@ -62,7 +63,7 @@ Quenvar_Mainform::Quenvar_Mainform()
   AddMenus();
   AddBottom();
   SSTab1 = new PageControl(client);
-  NameControl(SSTab1, "SSTab1", "Pages");
+  SSTab1->setObjectName("SSTab1");
   SSTab1->setGeometry(TwipsRect(60, 0, 7575, 4335));
   AddSystemPage();
   AddServerPage();
@@ -80,16 +81,23 @@ Quenvar_Mainform::Quenvar_Mainform()
 
 void Quenvar_Mainform::AddMenus() {
   menuBar()->setNativeMenuBar(false);
+  const auto add = [](QMenu* menu, const QString& name, const QString& caption, const QKeySequence& keys,
+                      void (*action)()) {
+    QAction* const entry = menu->addAction(caption, keys);
+    entry->setObjectName(name);
+    connect(entry, &QAction::triggered, action);
+  };
   QMenu* const mDatei = menuBar()->addMenu("&File");
-  connect(mDatei->addAction("&Hide Window", QKeySequence("Ctrl+H")), &QAction::triggered, &ToggleWindow);
-  connect(mDatei->addAction("&Exit", QKeySequence("Ctrl+Q")), &QAction::triggered, &RequestQuit);
+  add(mDatei, "mnuPanel", "&Hide Window", QKeySequence("Ctrl+H"), &ToggleWindow);
+  add(mDatei, "mnuQuit", "&Exit", QKeySequence("Ctrl+Q"), &RequestQuit);
   QMenu* const mHelp = menuBar()->addMenu("&Help");
-  connect(mHelp->addAction("Oltrenix &Webpage"), &QAction::triggered, &OpenMakersPage);
-  connect(mHelp->addAction("Help (F1)"), &QAction::triggered, &ContextHelp);
+  add(mHelp, "mWeb", "Oltrenix &Webpage", {}, &OpenMakersPage);
+  add(mHelp, "mTheHlp", "Help (F1)", {}, &ContextHelp);
 }
 
 void Quenvar_Mainform::AddBottom() {
-  buttons_ = std::make_unique<ContextButtonBar>(centralWidget(), [this] { SSTab1->raise(); });
+  const auto openUpdate = [this] { Quenvar_UpdateCheck(this).exec(); };
+  buttons_ = std::make_unique<ContextButtonBar>(centralWidget(), openUpdate, [this] { SSTab1->raise(); });
   AddLine(centralWidget(), 5295, QPalette::Dark);
   AddLine(centralWidget(), 5310, QPalette::Light);
   auto* const hlp = new QLabel(centralWidget());
@@ -153,7 +161,11 @@ void Quenvar_Mainform::ShowWindow() {
   activateWindow();
 }
 
-void Quenvar_Mainform::HideWindow() { hide(); }
+// What is typed into a cell is not left behind.
+void Quenvar_Mainform::HideWindow() {
+  if (QWidget* const cell = focusWidget()) cell->clearFocus();
+  hide();
+}
 
 void Quenvar_Mainform::SelectFirstTab() { SSTab1->Select(kSystemPage); }
 

@@ -1,7 +1,6 @@
 #include "ui/statistics_frame.h"
 
 #include <QLabel>
-#include <QPainter>
 
 #include "ui/hints.h"
 #include "ui/layout.h"
@@ -31,23 +30,6 @@ ShareBar* AddBar(QWidget* parent, int top, const QColor& fill, const char* hint)
 }
 
 }  // namespace
-
-ShareBar::ShareBar(QWidget* parent, const QColor& fill) : QFrame(parent), color_(fill) {
-  setFrameStyle(QFrame::Panel | QFrame::Sunken);
-}
-
-void ShareBar::SetPercent(int share) {
-  if (share == percent_) return;
-  percent_ = share;
-  update();
-}
-
-void ShareBar::paintEvent(QPaintEvent* event) {
-  QFrame::paintEvent(event);
-  QRect filled = contentsRect();
-  filled.setWidth(filled.width() * percent_ / 100);
-  QPainter(this).fillRect(filled, color_);
-}
 
 StatisticsFrame::StatisticsFrame(QWidget* parent)
     : QGroupBox("Statistics", parent),

@@ -1,28 +1,13 @@
 #pragma once
 
-#include <QFrame>
 #include <QGroupBox>
 #include <QLineEdit>
 
 #include "settings/statistics_view.h"
 #include "ui/refresh_timer.h"
+#include "ui/share_bar.h"
 
 namespace quenvar {
-
-/// A sunken panel that is filled from the left by a share of 0 to 100 percent.
-class ShareBar : public QFrame {
- public:
-  ShareBar(QWidget* parent, const QColor& fill);
-
-  void SetPercent(int share);
-
- protected:
-  void paintEvent(QPaintEvent* event) override;
-
- private:
-  const QColor color_;
-  int percent_ = 0;
-};
 
 /// The frame "Statistics" of the system page.
 class StatisticsFrame : public QGroupBox, public StatisticsView {

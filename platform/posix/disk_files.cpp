@@ -10,9 +10,20 @@ namespace quenvar {
 
 namespace fs = std::filesystem;
 
+namespace {
+
+constexpr const char* kOwnProgram = "/proc/self/exe";
+
+fs::path ExecutableDirectory() {
+  std::error_code ignored;
+  return fs::read_symlink(kOwnProgram, ignored).parent_path();
+}
+
+}  // namespace
+
 std::string DiskFiles::ProgramDirectory() {
   std::error_code ignored;
-  const std::string own = fs::read_symlink("/proc/self/exe", ignored).parent_path();
+  const std::string own = ExecutableDirectory();
   if (!own.empty() && access(own.c_str(), W_OK) == 0) return own;
   fs::create_directories(fallback_, ignored);
   return fallback_;
@@ -29,6 +40,19 @@ std::vector<std::string> DiskFiles::List(const std::string& directory) {
 }
 
 std::optional<std::string> DiskFiles::Read(const std::string& path) { return ReadWholeFile(path); }
+
+std::string DiskFiles::InstalledFile(const std::string& name) {
+  std::error_code ignored;
+  const fs::path own = fs::path(ProgramDirectory()) / name;
+  return fs::exists(own, ignored) ? own : ExecutableDirectory() / name;
+}
+
+bool DiskFiles::MayReplace(const std::string& path) {
+  std::error_code error;
+  const fs::file_type type = fs::symlink_status(path, error).type();
+  if (type == fs::file_type::not_found) return true;
+  return type == fs::file_type::regular && !fs::equivalent(path, kOwnProgram, error);
+}
 
 bool DiskFiles::Delete(const std::string& path) {
   std::error_code error;

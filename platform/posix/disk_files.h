@@ -14,6 +14,8 @@ class DiskFiles final : public Files {
   char Separator() override { return '/'; }
   std::vector<std::string> List(const std::string& directory) override;
   std::optional<std::string> Read(const std::string& path) override;
+  std::string InstalledFile(const std::string& name) override;
+  bool MayReplace(const std::string& path) override;
   bool Delete(const std::string& path) override;
 
  private:

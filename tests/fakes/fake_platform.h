@@ -69,6 +69,8 @@ struct FakeFiles : Files {
     const auto file = files.find(path);
     return file == files.end() ? std::nullopt : std::optional(file->second);
   }
+  std::string InstalledFile(const std::string& name) override { return "/program/" + name; }
+  bool MayReplace(const std::string&) override { return true; }
   bool Delete(const std::string& path) override { return files.erase(path) == 1; }
 
   std::map<std::string, std::string> files;
