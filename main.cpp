@@ -126,6 +126,7 @@ void Outside::Release() {
   downstream.Deactivate();
   listener.CloseAll();
   clients.CloseAll();
+  http.Abort();
   records.Close();
   tray->RemoveTrayIcon();
   endRequests.Release();

@@ -32,7 +32,8 @@ class HttpClient {
   /// come, or not at all.
   virtual void SetLocalFile(const std::string& path) = 0;
   /// Starts the request. A status other than 2xx, 30 seconds of silence, a body over the limit, headers without an end,
-  /// a file that cannot be written, a URL that is neither http nor https: an error.
+  /// a file of unknown length or over 1 GiB, a file that cannot be written, a URL that is neither http nor https: an
+  /// error.
   virtual void Get() = 0;
   /// Abandons the request; nothing more is heard of it, and nothing of it stays on the disk.
   virtual void Abort() = 0;

@@ -34,8 +34,8 @@ namespace {
 constexpr const char* kInformationPath = "/dnsupdateinfo.asp";
 constexpr const char* kHttp = "http";
 constexpr const char* kAutoUpdate = "Auto-Update";
-/// What an update may not replace.
-constexpr const char* kOwnFiles[] = {"DNSCACHE.MDB", "DNSCACHE.MDB-WAL", "DNSCACHE.MDB-SHM", "TEMP.MDB", "DNSIP.DAT"};
+/// What an update may not replace begins like this.
+constexpr const char* kOwnFiles[] = {"DNSCACHE.MDB", "TEMP.MDB", "DNSIP.DAT", "QUENVAR.HLP"};
 
 // The dialog, as long as there is one; what belongs to an earlier one is not for it.
 UpdateView* view = nullptr;
@@ -133,15 +133,15 @@ void OnEndOfTransfer() {
 
 std::string UpdatePath() { return AppPath + UpdateFileName; }
 
-// Only a plain name stays within the program directory.
+// Only a plain name stays within the program directory, and means the same file to everything that handles it.
 bool MayBeStored() {
   const std::string& name = UpdateFileName;
-  if (name.empty() || name == "." || name == "..") return false;
-  if (name.find_first_of(std::string("/\\:\0", 4)) != std::string::npos) return false;
-  if (std::any_of(std::begin(kOwnFiles), std::end(kOwnFiles),
-                  [&name](const char* own) { return EqualWithoutCase(name, own); }))
-    return false;
-  return EqualWithoutCase(UpdatePath(), HelpFile) ? false : platform.files->MayReplace(UpdatePath());
+  const auto forbidden = [](char c) { return c < ' ' || c > '~' || c == '/' || c == '\\' || c == ':'; };
+  if (name.empty() || name == "." || name == ".." || std::any_of(name.begin(), name.end(), forbidden)) return false;
+  const std::string folded = UpperCase(name);
+  const auto isOwn = [&folded](const char* own) { return folded.starts_with(own); };
+  if (std::any_of(std::begin(kOwnFiles), std::end(kOwnFiles), isOwn)) return false;
+  return platform.files->MayReplace(UpdatePath());
 }
 
 void StartUpdate(bool stored) {

@@ -30,6 +30,8 @@ constexpr int kPictureSide = 32;
 const QColor kProgressColor(0, 192, 0);
 /// A line from the server is shown as far as anyone reads.
 constexpr std::size_t kLineCharacters = 300;
+/// So are the release notes: a text without line breaks takes the box a time that grows with the square of its length.
+constexpr std::size_t kNotesCharacters = 16 * 1024;
 
 QString Line(const std::string& text) { return ToScreen(text.substr(0, kLineCharacters)); }
 
@@ -151,7 +153,7 @@ void Quenvar_UpdateCheck::ShowLink(const std::string& caption, const std::string
 }
 
 void Quenvar_UpdateCheck::ShowUpdate(const std::string& note, const std::string& releaseNotes) {
-  Text1->setPlainText(ToScreen(releaseNotes));
+  Text1->setPlainText(ToScreen(releaseNotes.substr(0, kNotesCharacters)));
   Text1->show();
   Label5->setText(Line(note));
   Label5->show();

@@ -17,6 +17,9 @@ namespace {
 constexpr qint64 kPieceBytes = 64 * 1024;
 constexpr qint64 kHeadLimitBytes = kPieceBytes;
 constexpr qint64 kBodyLimitBytes = 1024 * 1024;
+constexpr qint64 kFileLimitBytes = 1024 * kBodyLimitBytes;
+/// A description may be the server's own words.
+constexpr qsizetype kDescriptionCharacters = 200;
 constexpr char kNotWritten[] = "The file cannot be written";
 constexpr int kMaxRedirects = 10;
 constexpr int kHttpPort = 80;
@@ -139,6 +142,9 @@ void QtHttpClient::TakeHead(const HttpHead& head) {
   if (!fromProxy && kind == 3 && !head.location.isEmpty()) return Redirect(head);
   if (kind != 2) return Fail("The server answered " + QString::fromLatin1(head.statusText), head.status);
   if (head.isCoded) return Fail("The answer is packed");
+  // Without its length, a file that was cut off looks whole; without a limit, one may fill the disk.
+  const bool sized = head.bodyBytes != kToTheEnd && head.bodyBytes <= kFileLimitBytes;
+  if (transfer_->file && !sized) return Fail("The file has no length, or is too long");
   transfer_->inBody = true;
   transfer_->bodyBytes = head.bodyBytes;
   ReceiveBody();
@@ -193,7 +199,7 @@ void QtHttpClient::Complete() {
 }
 
 void QtHttpClient::Fail(const QString& description, int code) {
-  End([&] { events_.error(code, FromScreen(description)); });
+  End([&] { events_.error(code, FromScreen(description.left(kDescriptionCharacters))); });
 }
 
 // A handler that shows a message box lets other events in: by then there is nothing left that could raise one.

@@ -54,19 +54,6 @@ TEST_F(NameServers, AValidAddressIsTakenTrimmedAndSaved) {
   EXPECT_EQ(ServerWinning[2], 4);
 }
 
-TEST_F(NameServers, AnEmptyCellClearsTheRow) {
-  SetServer(1, "10.1.0.2", "text", 30);
-  TotalWinning = 100;
-  CommitAddressEdit(1, "");
-  EXPECT_EQ(ServerAddress[1] + ServerDescription[1], "");
-  EXPECT_EQ(ServerEnabled[1], kFalse);
-  EXPECT_EQ(ServerWinning[1], 0);
-  EXPECT_EQ(TotalWinning, 70);
-  EXPECT_EQ(table.calls, (Trace{"1 description ''", "1 untick"}));
-  EXPECT_EQ(table.refreshes, 1);
-  EXPECT_TRUE(profile.written.empty());
-}
-
 TEST_F(NameServers, AWrongAddressIsOfferedForCorrection) {
   SetServer(0, "10.1.0.1");
   correction.answer = 1;
@@ -89,21 +76,6 @@ TEST_F(NameServers, AWrongAddressIsOfferedForCorrection) {
   EXPECT_EQ(ServerAddress[0], "10.1.0.1");
   CommitAddressEdit(5, "10.9.9.9");
   EXPECT_EQ(ServerAddress[5], "10.9.9.9") << "the guard is open again";
-}
-
-TEST_F(NameServers, UntickingTheLastOneWarnsAndStillDisables) {
-  SetServer(0, "10.1.0.1");
-  SetServer(1, "10.1.0.2");
-  SetServer(12, "10.1.0.13");
-  SetServerEnabled(0, false);
-  EXPECT_TRUE(boxes.shown.empty());
-  SetServerEnabled(1, false);
-  EXPECT_EQ(boxes.shown.size(), 1u);
-  EXPECT_EQ(ServerEnabled[1], kFalse);
-  SetServerEnabled(1, true);
-  EXPECT_EQ(ServerEnabled[1], kTrue);
-  EXPECT_EQ(table.calls, (Trace{"0 disabled", "1 disabled", "1 enabled"}));
-  EXPECT_TRUE(profile.written.empty());
 }
 
 }  // namespace

@@ -126,6 +126,7 @@ TEST_F(Update, EveryAnswerEndsInItsTexts) {
       {"bare line feeds", Reply(Response(Information("92.0.8", "D", "f", "\n"))), found("2.0.8")},
       {"no line breaks", Reply(Response("nothing")), none},
       {"empty", Reply(Response("")), none},
+      {"notes without a break", Reply(Response(Information("2.0.8") + std::string(1000000, 'x'))), found("2.0.8")},
       {"byte by byte", Trickle(Response(Information("2.0.8")), 1), found("2.0.8")},
       {"5 MiB", Reply(Response(std::string(5 << 20, 'x'))), failed},
       {"endless headers", Endless(endless, "X: y\r\n"), failed},
@@ -181,7 +182,8 @@ TEST_F(Update, AFailedDownloadLeavesNothingAndSaysSo) {
 TEST_F(Update, ANameThatIsNoPlainOneTouchesNothing) {
   std::filesystem::create_directory(AppPath + "folder");
   std::ofstream(AppPath + "DNSCACHE.MDB") << "cache";
-  for (const std::string name : {"", ".", "..", "../up", "/tmp/x", "a\\b", "c:x", "folder", "DNSCACHE.MDB"}) {
+  for (const std::string name :
+       {"", ".", "..", "../up", "/tmp/x", "a\\b", "c:x", "folder", "DNSCACHE.MDB", "temp.mdb-wal", "caf\xe9"}) {
     boxes.shown.clear();
     OpenNewVersion(name, Reply(Response("x")));
     EXPECT_TRUE(Closed()) << name;
