@@ -94,7 +94,10 @@ class Update : public Service {
   std::string Text(const QString& label) { return dialog->findChild<QLabel*>(label)->text().toStdString(); }
   Trace Boxes() const {
     Trace texts;
-    for (const ShownBox& box : boxes.shown) texts.push_back(box.title + ": " + box.text);
+    for (const ShownBox& box : boxes.shown) {
+      EXPECT_EQ(box.icon, box.buttons == BoxButtons::Ok ? BoxIcon::Information : BoxIcon::Question) << box.text;
+      texts.push_back(box.title + ": " + box.text);
+    }
     return texts;
   }
 
@@ -173,9 +176,8 @@ TEST_F(Update, AFailedDownloadLeavesNothingAndSaysSo) {
   OpenNewVersion("setup.exe", ReplyAndClose("HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\nx"));
   EXPECT_TRUE(Closed());
   ASSERT_EQ(boxes.shown.size(), 2u);
-  EXPECT_TRUE(boxes.shown[0].text.starts_with("Sorry, can not Auto-Update Quenvar. Please update manualy: "));
+  EXPECT_TRUE(Boxes()[0].starts_with("Auto-Update: Sorry, can not Auto-Update Quenvar. Please update manualy: "));
   EXPECT_EQ(Boxes()[1], "Auto-Update: Could not execute program to update Quenvar");
-  EXPECT_EQ(boxes.shown[1].icon, BoxIcon::Information);
   EXPECT_TRUE(disk.List(AppPath).empty());
 }
 
