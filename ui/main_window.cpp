@@ -54,6 +54,8 @@ void AddLine(QWidget* client, int top, QPalette::ColorRole color) {
 Quenvar_Mainform::Quenvar_Mainform()
     : QMainWindow(nullptr, Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
                                Qt::WindowCloseButtonHint) {
+  // A font that is asked for before its face is there stays another one.
+  ProvideFont("Tahoma", kTahomaFile);
   setObjectName("Quenvar_Mainform");
   setWindowTitle("Quenvar");
   auto* const client = new QWidget(this);

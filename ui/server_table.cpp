@@ -154,7 +154,10 @@ void ServerTable::AddDescriptionCell(int row, int y) {
 void ServerTable::AddShareCell(int row, int y) {
   auto* const cell = Proz[Slot(row)] = new QLineEdit(this);
   cell->setGeometry(TwipsRect(kShareLeft, y + kCellDrop, kShareWidth, kCellHeight));
-  cell->setFont(FontOfPoints("MS Sans Serif", 8.25));
+  // Where the face is missing, the system would choose just any, such as one of fixed width.
+  QFont font = FontOfPoints("MS Sans Serif", 8.25);
+  font.setFamilies({font.family(), "Microsoft Sans Serif", "Liberation Sans"});
+  cell->setFont(font);
   cell->setFrame(false);
   cell->setReadOnly(true);
   cell->setEnabled(false);
