@@ -29,51 +29,6 @@ TEST_F(Relay, EveryEnabledServerGetsTheClientsBytesInRowOrder) {
   }
 }
 
-TEST_F(Relay, TheFirstAnswerGoesToAllWhoWaitOldestFirstAndLaterOnesGoNowhere) {
-  WriteFile(home_.SettingsFile(), SettingsFor({1, 2, 3}));
-  Program program(home_);
-  const std::vector<Client> all(4);
-  std::vector<Datagram> queries;
-  for (const Client& client : all) {
-    client.Ask(Query(100 + static_cast<int>(queries.size()), queries.size() % 2 == 0 ? "one.name" : "ONE.Name"));
-    for (const auto& query : servers_.Next(std::size_t{3})) queries.push_back(query);
-    std::this_thread::sleep_for(std::chrono::milliseconds(3));  // age is told in milliseconds
-  }
-  ASSERT_EQ(queries.size(), 12u);
-  const std::string first = AnswerTo(queries[4].bytes) + "bytes of the server's own\0\1"s;
-  servers_.Answer(queries[4], first);
-  std::int64_t before = 0;
-  for (const Client& client : all) {
-    const auto answer = client.Receive();
-    ASSERT_TRUE(answer);
-    EXPECT_EQ(answer->bytes, first);
-    EXPECT_GT(answer->nanosecondOfEntry, before);
-    before = answer->nanosecondOfEntry;
-  }
-  for (const auto& query : queries) servers_.Answer(query, AnswerTo(query.bytes));
-  client_.Ask(Query(1, "strange.name"));
-  ASSERT_EQ(servers_.Next(std::size_t{3}).size(), 3u);
-  servers_.AnswerFrom(kStranger, queries[0], AnswerTo(Query(1, "strange.name")));
-  EXPECT_EQ(client_.Answer(), AnswerTo(Query(1, "strange.name")));
-  for (const Client& client : all) EXPECT_FALSE(client.Receive(kNow));
-
-  program.Terminate();
-  EXPECT_EQ(home_.Setting("DNS_1_WINNING"), "4") << "all that it answered first";
-  EXPECT_EQ(home_.Setting("NDNS"), "4") << "nobody is credited for the stranger's answer";
-  EXPECT_EQ(home_.Setting("ADNS"), "5");
-}
-
-TEST_F(Relay, UnreadableQuestionsShareOneName) {
-  const Program program(home_);
-  const std::string header = Query(7, "").substr(0, 12);
-  const std::string unreadable[] = {"", "short", header, Query(7, ""), header + "\xC0\x0C\0\1\0\1"s, header + "\5cut"};
-  for (const std::string& query : unreadable) client_.Ask(query);
-  const auto queries = servers_.Next(std::size(unreadable));
-  ASSERT_EQ(queries.size(), std::size(unreadable));
-  servers_.Answer(queries[0], "as unreadable");
-  for (std::size_t i = 0; i < std::size(unreadable); ++i) EXPECT_EQ(client_.Answer(), "as unreadable") << i;
-}
-
 TEST_F(Relay, ThreeHundredQueriesWaitAndOneMoreSwitchesAllServersOff) {
   const Screen screen;
   Program program(home_, {.display = screen.Display()});
