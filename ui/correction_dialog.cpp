@@ -6,6 +6,7 @@
 
 #include "platform/qt/screen_text.h"
 #include "ui/context_help.h"
+#include "ui/layout.h"
 #include "ui/picture_box.h"
 #include "ui/pictures.h"
 
@@ -24,9 +25,7 @@ constexpr int kTextWidth = 280;
 }  // namespace
 
 Quenvar_Correct::Quenvar_Correct(QWidget* mainForm)
-    : QDialog(mainForm, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
-                            Qt::WindowCloseButtonHint),
-      Label1(new QLabel(this)) {
+    : QDialog(mainForm, Qt::Dialog | kFixedWindow), Label1(new QLabel(this)) {
   setWindowTitle("Invalid DNS");
   SetHelpTopic(this, kHelpTopic);
   auto* const Image1 = new PictureBox(this, Picture("question"), kPictureSide);

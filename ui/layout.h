@@ -17,6 +17,10 @@ inline QRect TwipsRect(int left, int top, int width, int height) {
   return QRect(Pixels(left), Pixels(top), Pixels(width), Pixels(height));
 }
 
+/// A title bar with a close button, and nothing that changes the size.
+inline constexpr Qt::WindowFlags kFixedWindow =
+    Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint;
+
 /// Gives a control its name in the program and the one that a screen reader speaks.
 void NameControl(QWidget* control, const QString& name, const QString& spokenName);
 

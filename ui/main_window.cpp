@@ -51,9 +51,7 @@ void AddLine(QWidget* client, int top, QPalette::ColorRole color) {
 
 }  // namespace
 
-Quenvar_Mainform::Quenvar_Mainform()
-    : QMainWindow(nullptr, Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
-                               Qt::WindowCloseButtonHint) {
+Quenvar_Mainform::Quenvar_Mainform() : QMainWindow(nullptr, kFixedWindow) {
   // A font that is asked for before its face is there stays another one.
   ProvideFont("Tahoma", kTahomaFile);
   setObjectName("Quenvar_Mainform");

@@ -45,9 +45,7 @@ QLabel* AddLabel(QWidget* parent, const QString& name, const QRect& place) {
 
 }  // namespace
 
-Quenvar_UpdateCheck::Quenvar_UpdateCheck(QWidget* mainForm)
-    : QDialog(mainForm, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
-                            Qt::WindowCloseButtonHint) {
+Quenvar_UpdateCheck::Quenvar_UpdateCheck(QWidget* mainForm) : QDialog(mainForm, Qt::Dialog | kFixedWindow) {
   setObjectName("Quenvar_UpdateCheck");
   setWindowTitle("Quenvar Update");
   SetHelpTopic(this, kHelpTopic);
