@@ -13,11 +13,15 @@ namespace quenvar {
 inline constexpr std::int32_t kStillWaiting = -1;
 
 struct PendingRequest {
-  std::string Name;                    ///< the question name, in the query's spelling
+  std::string Name;                    ///< the key of its query (engine/answer_rules.h): plainly, the question name
   std::array<char, 40> ClientAddress;  ///< dotted decimal IPv4 text, padded with blanks
   std::int32_t ClientPort;
   std::int32_t SentAt;      ///< millisecond tick at which the query arrived
   std::int32_t AnsweredAt;  ///< kStillWaiting, or the millisecond tick of the answer from the cache
+
+  // Kept by rules that look at more than the name.
+  std::string QueryHead;       ///< the query up to the end of its question name
+  std::uint16_t OpenRows = 0;  ///< rows, as bits, of the servers asked that have not failed
 
   bool Waits() const { return AnsweredAt == kStillWaiting; }
   /// The client's address without the padding.

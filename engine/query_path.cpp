@@ -3,10 +3,9 @@
 #include <optional>
 
 #include "base/numbers.h"
-#include "cache/answer_cache.h"
+#include "engine/answer_rules.h"
 #include "engine/event_log.h"
 #include "engine/pending_table.h"
-#include "engine/query_name.h"
 #include "platform/clock.h"
 #include "platform/event_loop.h"
 #include "platform/platform.h"
@@ -34,7 +33,8 @@ void SendToServer(std::size_t slot, std::string_view message) {
 }
 
 void AnswerClient(const PendingRequest& request, std::string_view answer) {
-  SendToClient(request.ClientAddressText(), request.ClientPort, answer);
+  std::string copy;
+  SendToClient(request.ClientAddressText(), request.ClientPort, answerRules->AnswerFor(request, answer, copy));
 }
 
 // A wait that cannot be computed because the tick counter wrapped within it leaves no line.
@@ -65,8 +65,8 @@ void DeliverFromCache(int index, const std::string& shownName, std::string_view 
 }
 
 // A request that the cache has answered is settled by the server's own answer: the time between the two is the gain.
-void SettleCacheAnswered(const std::string& name) {
-  const int index = FindCacheAnswered(name);
+void SettleCacheAnswered(const std::string& key, std::string_view answer) {
+  const int index = answerRules->FindSettled(key, answer);
   if (index == -1) return;
   const auto gained = TickDiff(Request(index).AnsweredAt, platform.clock->MillisecondTick());
   if (gained && NoCache == kFalse) WTIME += *gained;
@@ -78,13 +78,14 @@ void SettleCacheAnswered(const std::string& name) {
 void OnClientDatagram(std::string_view message, const std::string& clientAddress, std::int32_t clientPort) {
   Increment(TOTALQ);
   UpDateStatistic();
-  const std::string name = ParseQueryName(message);
-  WriteLog("Q: " + clientAddress + " for: " + DisplayName(name));
-  const PendingRequest request = MakeRequest(name, clientAddress, clientPort);
-  const std::string answer = NoCache == kFalse ? CacheLookup(name) : std::string();
+  const std::string key = answerRules->KeyOf(message);
+  WriteLog("Q: " + clientAddress + " for: " + answerRules->ShownName(key));
+  PendingRequest request = MakeRequest(key, clientAddress, clientPort);
+  answerRules->Prepare(request, message);
+  const std::string answer = NoCache == kFalse ? answerRules->StoredAnswer(request) : std::string();
   AddPending(request);
   if (answer.empty()) return ForwardToAll(message);
-  DeliverAnswer(name, answer, kFromCache);
+  DeliverAnswer(key, answer, kFromCache);
   // The cache is refreshed and its gain measured by every query; before any server was heard, by all of them.
   if (UpstreamAnswered)
     ForwardToBest(message);
@@ -92,16 +93,20 @@ void OnClientDatagram(std::string_view message, const std::string& clientAddress
     ForwardToAll(message);
 }
 
-void OnServerDatagram(std::string_view message, const std::string& serverAddress, std::int32_t /*serverPort*/) {
+void OnServerDatagram(std::string_view message, const std::string& serverAddress, std::int32_t serverPort) {
+  const std::string key = answerRules->KeyOf(message);
+  const Verdict verdict = answerRules->Judge(key, message, serverAddress, serverPort);
+  if (verdict == Verdict::Ignore) return;
   UpstreamAnswered = true;
-  const std::string name = ParseQueryName(message);
-  if (NoCache == kFalse) CacheStore(name, message);
-  DeliverAnswer(name, message, serverAddress);
+  if (verdict == Verdict::Deliver) {
+    if (NoCache == kFalse) answerRules->Store(key, message);
+    DeliverAnswer(key, message, serverAddress);
+  }
   MarkResponded(serverAddress);
 }
 
 void DeliverAnswer(const std::string& name, std::string_view answer, const std::string& source) {
-  const std::string shownName = DisplayName(name);
+  const std::string shownName = answerRules->ShownName(name);
   const bool fromCache = source == kFromCache;
   for (int index = FindWaiting(name); index != -1; index = FindWaiting(name)) {
     if (fromCache)
@@ -109,7 +114,7 @@ void DeliverAnswer(const std::string& name, std::string_view answer, const std::
     else
       DeliverFromServer(index, shownName, answer, source);
   }
-  if (!fromCache) SettleCacheAnswered(name);
+  if (!fromCache) SettleCacheAnswered(name, answer);
 }
 
 void ForwardToAll(std::string_view message) {

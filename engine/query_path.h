@@ -14,6 +14,9 @@ extern bool UpstreamAnswered;
 /// The source of an answer that comes from the cache.
 inline constexpr const char* kFromCache = "*";
 
+/// How an answer finds the requests that it belongs to, and what their clients get, is left to answerRules
+/// (engine/answer_rules.h).
+
 /// A query has arrived at UDPPort2. It is counted, logged, entered as pending, answered from the cache where the name
 /// is stored, and in every case forwarded, byte for byte.
 void OnClientDatagram(std::string_view message, const std::string& clientAddress, std::int32_t clientPort);

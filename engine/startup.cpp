@@ -3,6 +3,7 @@
 #include <cerrno>
 
 #include "cache/answer_cache.h"
+#include "engine/answer_rules.h"
 #include "engine/event_log.h"
 #include "engine/housekeeping.h"
 #include "engine/main_window_view.h"
@@ -155,6 +156,7 @@ int InitialiseEngine() {
   if (const int error = InitTcpRelay(); error != 0) return error;
   OpenCache();
   ReadSettingsOnce();
+  ChooseAnswerRules();
   LogNameServers();
   platform.process->Randomize();
   HelpFile = platform.files->InstalledFile("Quenvar.hlp");

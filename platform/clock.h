@@ -16,6 +16,9 @@ class Clock {
 
   /// The local time of day with hours, minutes and seconds, in the form of the user's region.
   virtual const std::string& TimeOfDay() = 0;
+
+  /// Seconds since the beginning of 1970, UTC. May jump either way when the clock is set.
+  virtual std::int64_t UnixSecond() = 0;
 };
 
 }  // namespace quenvar

@@ -23,6 +23,16 @@ bool HasFourParts(std::string text) {
   return true;
 }
 
+std::string WithoutLeadingZeros(std::string_view address) {
+  std::string plain;
+  for (std::size_t at = 0; at < address.size(); ++at) {
+    const bool first = plain.empty() || plain.back() == '.';
+    const bool last = at + 1 == address.size() || address[at + 1] == '.';
+    if (address[at] != '0' || !first || last) plain += address[at];
+  }
+  return plain;
+}
+
 }  // namespace
 
 std::string ValidateAddress(const std::string& text) {
@@ -30,6 +40,10 @@ std::string ValidateAddress(const std::string& text) {
   if (text.size() > kLongestAddress || !HasFourParts(text + ".")) return "Format error";
   if (IsOwnAddress(text)) return "This is your own ip address!";
   return "";
+}
+
+bool IsSameAddress(std::string_view a, std::string_view b) {
+  return a == b || WithoutLeadingZeros(a) == WithoutLeadingZeros(b);
 }
 
 bool IsOwnAddress(const std::string& text) {

@@ -2,12 +2,17 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace quenvar {
 
 /// Empty when `text` can be the address of a name server, else what is wrong with it, to be shown to the user. More
 /// than four parts, and empty parts, which count as 0, are accepted; that is intended.
 std::string ValidateAddress(const std::string& text);
+
+/// True when both texts, each accepted by ValidateAddress, stand for one address: zeros in front of a number do not
+/// count.
+bool IsSameAddress(std::string_view a, std::string_view b);
 
 /// True when the text is, character for character, one of this host's own addresses.
 bool IsOwnAddress(const std::string& text);

@@ -17,6 +17,7 @@ OptionsView* optionsView = &noView;
 std::int16_t Check2 = 0;
 std::int16_t Check3 = 0;
 Boolean16 NoCache = kFalse;
+Boolean16 MatchQuestion = kFalse;
 
 void SetCheck2(std::int16_t value) {
   Check2 = value;

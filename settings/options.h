@@ -1,4 +1,4 @@
-// The two options of the main window.
+// The two options of the main window, and the one that only the settings file has.
 #pragma once
 
 #include <cstdint>
@@ -22,6 +22,8 @@ extern std::int16_t Check2;
 extern std::int16_t Check3;
 /// The cache is neither read nor written, and no time is gained by it.
 extern Boolean16 NoCache;
+/// Requests and answers are told apart by the whole question (engine/match_question.h). Read at start.
+extern Boolean16 MatchQuestion;
 
 /// Takes the loaded values over and moves the check boxes.
 void SetCheck2(std::int16_t value);

@@ -80,6 +80,8 @@ void LoadOptions() {
   ShrinkingReader reader;
   SetCheck2(ParseYesNo(reader.Read("OPTIONS", "SYSTRAY", "No")));
   SetCheck3(ParseYesNo(reader.Read("OPTIONS", "NOCACHE", "No")));
+  const std::string match = platform.profile->GetString("OPTIONS", "MATCHQUESTION", "No", kShortBuffer);
+  MatchQuestion = ParseYesNo(match) == 1 ? kTrue : kFalse;
 }
 
 void LoadStatistics() {

@@ -11,6 +11,7 @@ class SystemClock final : public Clock {
  public:
   std::int32_t MillisecondTick() override;
   const std::string& TimeOfDay() override;
+  std::int64_t UnixSecond() override { return std::time(nullptr); }
 
  private:
   std::time_t textSecond_ = -1;

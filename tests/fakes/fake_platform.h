@@ -31,9 +31,11 @@ using Trace = std::vector<std::string>;
 struct FakeClock : Clock {
   std::int32_t MillisecondTick() override { return now; }
   const std::string& TimeOfDay() override { return time; }
+  std::int64_t UnixSecond() override { return second; }
 
   std::int32_t now = 0;
   std::string time = "12:00:00";
+  std::int64_t second = 1700000000;
 };
 
 struct FakeEventLoop : EventLoop {

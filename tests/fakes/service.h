@@ -1,6 +1,7 @@
 // The service in a test: its state as it is before a start, against a fake outside world.
 #pragma once
 
+#include "engine/answer_rules.h"
 #include "engine/event_log.h"
 #include "engine/housekeeping.h"
 #include "engine/main_window_view.h"
@@ -89,6 +90,8 @@ class Service : public testing::Test, public FakePlatform {
     UpstreamAnswered = false;
     Check2 = Check3 = 0;
     NoCache = kTrue;
+    MatchQuestion = kFalse;
+    ChooseAnswerRules();
     TOTALQ = ACACHE = ADNS = NOTANSWERED = 0;
     WTIME = 0;
     ServerAddress.fill("");

@@ -62,9 +62,11 @@ TEST_F(SettingsFile, TheSecondOptionIsCutToTheLengthOfTheFirst) {
   EXPECT_EQ(Check2, 1);
   EXPECT_EQ(Check3, 1);
   EXPECT_EQ(NoCache, kTrue);
-  SetSection("OPTIONS", {{"SYSTRAY", ""}, {"NOCACHE", "Yes"}});
+  EXPECT_EQ(MatchQuestion, kFalse);
+  SetSection("OPTIONS", {{"SYSTRAY", ""}, {"NOCACHE", "Yes"}, {"MATCHQUESTION", "yes"}});
   LoadOptions();
   EXPECT_EQ(Check3, 0) << "nothing is kept of it";
+  EXPECT_EQ(MatchQuestion, kTrue) << "this one stands for itself";
 }
 
 TEST_F(SettingsFile, ServersLoadInOrderUntilANumberDoesNotFit) {

@@ -1,0 +1,68 @@
+// Reads the question and the resource records of a DNS message (RFC 1035, section 4), whatever bytes it is made of.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace quenvar {
+
+/// The length of a message's header; the name of its question stands behind it.
+inline constexpr std::size_t kHeaderBytes = 12;
+
+/// The one question of a query or of its answer.
+struct Question {
+  std::size_t nameEnd;  ///< the offset behind its name
+  std::uint16_t type;
+  std::uint16_t klass;
+};
+
+/// Empty when `message` is no standard query or answer, has more or fewer than one question, or when that is cut or has
+/// a compressed name.
+std::optional<Question> ReadQuestion(std::string_view message);
+
+/// RFC 1035, section 4.1.1; `message` holds a whole header.
+bool IsResponse(std::string_view message);
+bool IsTruncated(std::string_view message);
+int ResponseCode(std::string_view message);
+
+enum class Section { Answer, Authority, Additional };
+
+/// Offsets into its message, all within it.
+struct ResourceRecord {
+  Section section;
+  std::uint16_t type;
+  std::size_t lifetimeAt;  ///< of the time-to-live, four bytes
+  std::size_t dataAt;
+  std::size_t dataSize;
+};
+
+/// Walks the records behind the question. The message must outlive it.
+class RecordReader {
+ public:
+  explicit RecordReader(std::string_view message);
+
+  /// The next record. Empty after the last one, and where the message cannot be read on.
+  std::optional<ResourceRecord> Next();
+  /// After Next has returned nothing: whether that was the end of all records that the header announces.
+  bool Complete() const { return left_[0] + left_[1] + left_[2] == 0; }
+
+ private:
+  std::string_view message_;
+  std::size_t at_;
+  std::uint32_t left_[3];  ///< records still to come of each section
+};
+
+/// The seconds that an answer may be kept: the smallest time-to-live in it, and for a negative answer that of RFC 2308,
+/// section 5. 0 for what is no answer to keep: a failure, one without records, one that cannot be read to its end.
+std::uint32_t Lifetime(std::string_view answer);
+
+/// Reduces every time-to-live of an answer by `seconds`, at most to 0.
+void ReduceLifetimes(std::string& answer, std::uint32_t seconds);
+
+/// Makes an answer that was meant for one client fit for all: a cookie (RFC 7873) becomes padding (RFC 7830) of the
+/// same length.
+void BlankCookies(std::string& answer);
+
+}  // namespace quenvar
