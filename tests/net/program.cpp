@@ -62,8 +62,8 @@ std::string Home::Setting(const std::string& key) const {
   return "(missing)";
 }
 
-std::string SettingsFor(const std::vector<int>& servers, const std::string& noCache) {
-  std::string text = "[OPTIONS]\nNOCACHE=" + noCache + "\n[NAMESERVER]\n";
+std::string SettingsFor(const std::vector<int>& servers, const std::string& noCache, const std::string& options) {
+  std::string text = "[OPTIONS]\nNOCACHE=" + noCache + "\n" + options + "[NAMESERVER]\n";
   for (std::size_t row = 0; row < servers.size(); ++row) {
     const std::string key = "DNS_" + std::to_string(row);
     text += key + "_NAME=" + ServerAt(servers[row]) + "\n" + key + "_ENABLED=Yes\n";

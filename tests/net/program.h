@@ -22,8 +22,10 @@ struct Home {
   std::filesystem::path root;
 };
 
-/// The text of a settings file with this value of NOCACHE that lists the servers with these numbers, all enabled.
-std::string SettingsFor(const std::vector<int>& servers, const std::string& noCache = "Yes");
+/// The text of a settings file with this value of NOCACHE and these further lines of options that lists the servers
+/// with these numbers, all enabled.
+std::string SettingsFor(const std::vector<int>& servers, const std::string& noCache = "Yes",
+                        const std::string& options = "");
 
 struct StartOptions {
   std::string display = {};  ///< of an X server; empty: the program draws nowhere

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <map>
 
 namespace quenvar::lab {
 namespace {
@@ -44,9 +45,15 @@ Socket Open(int type, Place place, const std::string& address, std::uint16_t por
   return socket;
 }
 
+const std::map<int, std::string> kRecordData = {
+    {kA, "\xC0\0\2\1"s}, {kMx, "\0\12\4mail\xC0\x0C"s},
+    {kTxt, "\4text"s},   {kAaaa, "\x20\1\x0D\xB8" + std::string(11, '\0') + '\1'},
+    {kHttps, "\0\1\0"s},
+};
+
 }  // namespace
 
-std::string Query(int identifier, const std::string& name) {
+std::string Query(int identifier, const std::string& name, Type type) {
   std::string message = "\0\0\1\0\0\1\0\0\0\0\0\0"s;
   message[0] = static_cast<char>(identifier >> 8);
   message[1] = static_cast<char>(identifier);
@@ -55,12 +62,17 @@ std::string Query(int identifier, const std::string& name) {
     message += static_cast<char>(end - start) + name.substr(start, end - start);
     start = end + 1;
   }
-  return message + "\0\0\1\0\1"s;
+  return message + "\0\0"s + static_cast<char>(type) + "\0\1"s;
 }
 
+std::string Question(const std::string& message) { return message.substr(12, message.find('\0', 12) + 5 - 12); }
+
 std::string AnswerTo(const std::string& query) {
-  std::string answer = query + "\xC0\x0C\0\1\0\1\0\0\0\x3C\0\4\xC0\0\2\1"s;
-  return answer.replace(2, 6, "\x81\x80\0\1\0\1"s);
+  const std::string question = Question(query);
+  const char type = question[question.size() - 3];
+  const std::string& data = kRecordData.at(type);
+  return query.substr(0, 2) + "\x81\x80\0\1\0\1\0\0\0\0"s + question + "\xC0\x0C\0"s + type + "\0\1\0\0\0\x3C\0"s +
+         static_cast<char>(data.size()) + data;
 }
 
 Endpoint::Endpoint(Place place, const std::string& address, std::uint16_t port)
@@ -76,7 +88,7 @@ void Endpoint::Send(const std::string& bytes, const sockaddr_in& peer) const {
 std::optional<Datagram> Endpoint::Receive(std::chrono::milliseconds limit) const {
   pollfd arrival = {*socket_, POLLIN, 0};
   if (poll(&arrival, 1, static_cast<int>(limit.count())) != 1) return std::nullopt;
-  static char buffer[65536];
+  thread_local char buffer[65536];
   sockaddr_in peer = {};
   socklen_t size = sizeof peer;
   const ssize_t length = recvfrom(*socket_, buffer, sizeof buffer, 0, reinterpret_cast<sockaddr*>(&peer), &size);

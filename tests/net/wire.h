@@ -13,10 +13,17 @@
 
 namespace quenvar::lab {
 
-/// A question for the address of `name`, as a resolver sends it.
-std::string Query(int identifier, const std::string& name);
+/// The types of records that are asked for.
+enum Type : std::uint16_t { kA = 1, kMx = 15, kTxt = 16, kAaaa = 28, kHttps = 65 };
 
-/// The answer to `query`: its bytes, marked as an answer, with one address record, 192.0.2.1.
+/// A question about `name`, as a resolver sends it.
+std::string Query(int identifier, const std::string& name, Type type = kA);
+
+/// The question of a message: name, type and class as they stand in it.
+std::string Question(const std::string& message);
+
+/// The answer to `query`: its identifier and its question with one record of the type that it asks for. An A record
+/// has the address 192.0.2.1, all live for 60 seconds.
 std::string AnswerTo(const std::string& query);
 
 /// The descriptor of a socket, closed when nobody has it any more.
