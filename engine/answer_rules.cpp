@@ -10,37 +10,40 @@ namespace quenvar {
 
 namespace {
 
-const AnswerRules plainRules;
-const MatchQuestionRules matchQuestionRules;
+AnswerRules plainRules;
+MatchQuestionRules matchQuestionRules;
 
 }  // namespace
 
-const AnswerRules* answerRules = &plainRules;
+AnswerRules* answerRules = &plainRules;
 
-std::string AnswerRules::KeyOf(std::string_view message) const { return ParseQueryName(message); }
+std::string AnswerRules::KeyOf(std::string_view message) { return ParseQueryName(message); }
 
-std::string AnswerRules::ShownName(const std::string& key) const { return DisplayName(key); }
+std::string AnswerRules::ShownName(const std::string& key) { return DisplayName(key); }
 
-void AnswerRules::Prepare(PendingRequest& /*request*/, std::string_view /*query*/) const {}
+void AnswerRules::Describe(PendingRequest& /*request*/, std::string_view /*query*/) {}
 
-std::string AnswerRules::StoredAnswer(const PendingRequest& request) const { return CacheLookup(request.Name); }
-
-void AnswerRules::Store(const std::string& key, std::string_view answer) const { CacheStore(key, answer); }
+std::string AnswerRules::StoredAnswer(const PendingRequest& request) { return CacheLookup(request.Name); }
 
 Verdict AnswerRules::Judge(const std::string& /*key*/, std::string_view /*answer*/,
-                           const std::string& /*serverAddress*/, std::int32_t /*serverPort*/) const {
+                           const std::string& /*serverAddress*/, std::int32_t /*serverPort*/) {
   return Verdict::Deliver;
 }
 
+void AnswerRules::Store(const std::string& key, std::string_view answer) { CacheStore(key, answer); }
+
+int AnswerRules::FindReceiver(const std::string& key, std::string_view /*answer*/) { return FindWaiting(key); }
+
 std::string_view AnswerRules::AnswerFor(const PendingRequest& /*request*/, std::string_view answer,
-                                        std::string& /*copy*/) const {
+                                        std::string& /*copy*/) {
   return answer;
 }
 
-int AnswerRules::FindSettled(const std::string& key, std::string_view /*answer*/) const {
-  return FindCacheAnswered(key);
-}
+int AnswerRules::FindSettled(const std::string& key, std::string_view /*answer*/) { return FindCacheAnswered(key); }
 
-void ChooseAnswerRules() { answerRules = MatchQuestion != kFalse ? &matchQuestionRules : &plainRules; }
+void ChooseAnswerRules() {
+  matchQuestionRules = {};
+  answerRules = MatchQuestion != kFalse ? &matchQuestionRules : &plainRules;
+}
 
 }  // namespace quenvar

@@ -12,8 +12,8 @@ struct PendingRequest;
 /// What a datagram from upstream is good for.
 enum class Verdict {
   Ignore,   ///< it is no answer of a name server
-  Note,     ///< the name server has answered, but nobody gets this answer
-  Deliver,  ///< it goes to those who wait for its key
+  Note,     ///< the name server has answered, but nobody gets that: it is too late, or held back
+  Deliver,  ///< it is stored, and goes to those whom FindReceiver finds
 };
 
 /// The plain rules: a message goes by the name of its question alone, and every answer goes unchanged to all who wait
@@ -25,30 +25,33 @@ class AnswerRules {
   // Which key.
 
   /// What a query or an answer goes by in the pending table and in the cache, compared without case.
-  virtual std::string KeyOf(std::string_view message) const;
+  virtual std::string KeyOf(std::string_view message);
   /// The name within a key, in the form of the log.
-  virtual std::string ShownName(const std::string& key) const;
+  virtual std::string ShownName(const std::string& key);
 
   // What the client gets.
 
-  /// Keeps in `request` what the other rules will need of its query.
-  virtual void Prepare(PendingRequest& request, std::string_view query) const;
+  /// Notes in `request` what the rules below look at of its query.
+  virtual void Describe(PendingRequest& request, std::string_view query);
   /// The stored answer that `request` may be given; empty when there is none.
-  virtual std::string StoredAnswer(const PendingRequest& request) const;
-  /// Stores what a name server has answered, where it may be stored.
-  virtual void Store(const std::string& key, std::string_view answer) const;
+  virtual std::string StoredAnswer(const PendingRequest& request);
+  /// Called once for every datagram from upstream, before anything is done with it.
   virtual Verdict Judge(const std::string& key, std::string_view answer, const std::string& serverAddress,
-                        std::int32_t serverPort) const;
+                        std::int32_t serverPort);
+  /// Stores what a name server has answered, where it may be stored.
+  virtual void Store(const std::string& key, std::string_view answer);
+  /// The index of the oldest waiting request that gets `answer`; -1 when none is left.
+  virtual int FindReceiver(const std::string& key, std::string_view answer);
   /// The bytes for the client of `request`. `copy` is room for them where they differ from `answer`.
-  virtual std::string_view AnswerFor(const PendingRequest& request, std::string_view answer, std::string& copy) const;
-  /// The index of the request, answered from the cache before, that `answer` settles; -1 when there is none.
-  virtual int FindSettled(const std::string& key, std::string_view answer) const;
+  virtual std::string_view AnswerFor(const PendingRequest& request, std::string_view answer, std::string& copy);
+  /// The index of the oldest request, answered from the cache before, that `answer` settles; -1 when there is none.
+  virtual int FindSettled(const std::string& key, std::string_view answer);
 };
 
 /// The rules in use, never null.
-extern const AnswerRules* answerRules;
+extern AnswerRules* answerRules;
 
-/// Takes the rules that the option MatchQuestion calls for.
+/// Takes the rules that the option MatchQuestion calls for, as new.
 void ChooseAnswerRules();
 
 }  // namespace quenvar

@@ -8,6 +8,7 @@ namespace {
 
 constexpr std::size_t kLongestName = 255;
 constexpr std::size_t kLongestLabel = 63;
+constexpr std::size_t kMostLabels = 127;
 /// Length bytes from here on begin a compression pointer (RFC 1035, section 4.1.4).
 constexpr std::size_t kFirstPointer = 0xC0;
 /// Type, class, time-to-live and length of a record's data.
@@ -52,25 +53,26 @@ std::uint32_t ReadLifetime(std::string_view message, std::size_t at) {
 }
 
 // The offset behind the name at `at`; empty when it leaves the message or does not end. A pointer may only lead to
-// before the piece that it ends, so that no walk comes by twice.
+// before the piece that it ends, so that no walk comes by twice; more pointers than a name can have labels lead
+// nowhere.
 std::optional<std::size_t> SkipName(std::string_view message, std::size_t at) {
   std::optional<std::size_t> end;
   std::size_t pieceStart = at;
-  for (std::size_t size = 0; Fits(message, at, 1); ++size) {
+  std::size_t pointers = 0;
+  for (std::size_t size = 1; Fits(message, at, 1) && size <= kLongestName && pointers <= kMostLabels;) {
     const std::size_t length = Byte(message, at);
     if (length == 0) return end ? end : at + 1;
-    if (length >= kFirstPointer) {
-      if (!Fits(message, at, 2)) return std::nullopt;
-      if (!end) end = at + 2;
-      const std::size_t target = Read16(message, at) & 0x3FFFu;
-      if (target < kHeaderBytes || target >= pieceStart) return std::nullopt;
-      at = pieceStart = target;
+    if (length <= kLongestLabel) {
+      size += length + 1;
+      at += length + 1;
       continue;
     }
-    if (length > kLongestLabel) return std::nullopt;
-    size += length;
-    if (size >= kLongestName) return std::nullopt;
-    at += length + 1;
+    if (length < kFirstPointer || !Fits(message, at, 2)) return std::nullopt;
+    if (!end) end = at + 2;
+    const std::size_t target = Read16(message, at) & 0x3FFFu;
+    if (target < kHeaderBytes || target >= pieceStart) return std::nullopt;
+    at = pieceStart = target;
+    ++pointers;
   }
   return std::nullopt;
 }
@@ -113,19 +115,21 @@ std::optional<Question> ReadQuestion(std::string_view message) {
   }
   const std::size_t nameEnd = at + 1;
   if (nameEnd - kHeaderBytes > kLongestName || !Fits(message, nameEnd, 4)) return std::nullopt;
-  return Question{nameEnd, Read16(message, nameEnd), Read16(message, nameEnd + 2)};
+  return Question{nameEnd, Read16(message, nameEnd), Read16(message, nameEnd + 2), nameEnd + 4};
 }
 
 bool IsResponse(std::string_view message) { return (Byte(message, 2) & 0x80) != 0; }
 
 bool IsTruncated(std::string_view message) { return (Byte(message, 2) & 0x02) != 0; }
 
+bool IsUnchecked(std::string_view message) { return (Byte(message, 3) & 0x10) != 0; }
+
 int ResponseCode(std::string_view message) { return static_cast<int>(Byte(message, 3) & 0x0F); }
 
 RecordReader::RecordReader(std::string_view message) : message_(message), at_(0), left_{1, 0, 0} {
   const std::optional<Question> question = ReadQuestion(message);
   if (!question) return;
-  at_ = question->nameEnd + 4;
+  at_ = question->end;
   for (std::size_t section = 0; section < 3; ++section) left_[section] = Read16(message, 6 + 2 * section);
 }
 
@@ -158,7 +162,8 @@ std::uint32_t Lifetime(std::string_view answer) {
   if (!records.Complete()) return 0;
   // Without an SOA record a negative answer is not to be kept (RFC 2308, section 5).
   if (!answersQuestion || ResponseCode(answer) == kNameError) smallest = std::min(smallest, negative.value_or(0));
-  return smallest;
+  // Nothing in it has a time-to-live.
+  return smallest == UINT32_MAX ? 0 : smallest;
 }
 
 void ReduceLifetimes(std::string& answer, std::uint32_t seconds) {

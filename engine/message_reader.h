@@ -6,16 +6,16 @@
 #include <string>
 #include <string_view>
 
-namespace quenvar {
+#include "engine/query_name.h"
 
-/// The length of a message's header; the name of its question stands behind it.
-inline constexpr std::size_t kHeaderBytes = 12;
+namespace quenvar {
 
 /// The one question of a query or of its answer.
 struct Question {
   std::size_t nameEnd;  ///< the offset behind its name
   std::uint16_t type;
   std::uint16_t klass;
+  std::size_t end;  ///< the offset behind it
 };
 
 /// Empty when `message` is no standard query or answer, has more or fewer than one question, or when that is cut or has
@@ -25,6 +25,8 @@ std::optional<Question> ReadQuestion(std::string_view message);
 /// RFC 1035, section 4.1.1; `message` holds a whole header.
 bool IsResponse(std::string_view message);
 bool IsTruncated(std::string_view message);
+/// The client wanted no validation by its server (RFC 4035, section 3.2.2).
+bool IsUnchecked(std::string_view message);
 int ResponseCode(std::string_view message);
 
 enum class Section { Answer, Authority, Additional };

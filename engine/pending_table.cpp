@@ -26,17 +26,6 @@ void ReportFullTable() {
   MakeListView();
 }
 
-int FindOldest(std::string_view name, bool waits) {
-  int oldest = -1;
-  for (std::size_t index = 0; index < static_cast<std::size_t>(PendingCount); ++index) {
-    const PendingRequest& request = PendingTable[index];
-    if (request.Waits() != waits || !EqualWithoutCase(request.Name, name)) continue;
-    if (oldest == -1 || request.SentAt < PendingTable[static_cast<std::size_t>(oldest)].SentAt)
-      oldest = static_cast<int>(index);
-  }
-  return oldest;
-}
-
 }  // namespace
 
 std::string PendingRequest::ClientAddressText() const {
@@ -44,7 +33,7 @@ std::string PendingRequest::ClientAddressText() const {
 }
 
 PendingRequest MakeRequest(const std::string& name, std::string_view clientAddress, std::int32_t clientPort) {
-  PendingRequest request{name, {}, clientPort, platform.clock->MillisecondTick(), kStillWaiting, {}};
+  PendingRequest request{name, {}, clientPort, platform.clock->MillisecondTick(), kStillWaiting, {}, {}};
   request.ClientAddress.fill(' ');
   clientAddress.copy(request.ClientAddress.data(), request.ClientAddress.size());
   return request;
@@ -56,9 +45,15 @@ void AddPending(const PendingRequest& request) {
   ++PendingCount;
 }
 
-int FindWaiting(std::string_view name) { return FindOldest(name, true); }
+int FindWaiting(std::string_view name) {
+  return FindOldest(
+      [&](const PendingRequest& request) { return request.Waits() && EqualWithoutCase(request.Name, name); });
+}
 
-int FindCacheAnswered(std::string_view name) { return FindOldest(name, false); }
+int FindCacheAnswered(std::string_view name) {
+  return FindOldest(
+      [&](const PendingRequest& request) { return !request.Waits() && EqualWithoutCase(request.Name, name); });
+}
 
 void RemovePending(int index) {
   if (PendingCount == 0) return;

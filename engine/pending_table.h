@@ -19,9 +19,10 @@ struct PendingRequest {
   std::int32_t SentAt;      ///< millisecond tick at which the query arrived
   std::int32_t AnsweredAt;  ///< kStillWaiting, or the millisecond tick of the answer from the cache
 
-  // Kept by rules that look at more than the name.
-  std::string QueryHead;       ///< the query up to the end of its question name
-  std::uint16_t OpenRows = 0;  ///< rows, as bits, of the servers asked that have not failed
+  // Noted by rules that look at more than the name (engine/match_question.h).
+  std::string Identifier;      ///< the first two bytes of the query
+  std::string Question;        ///< name, type and class as the query has them; empty where they cannot be read
+  std::uint16_t OpenRows = 0;  ///< rows, as bits, of the servers that were asked and have not answered
 
   bool Waits() const { return AnsweredAt == kStillWaiting; }
   /// The client's address without the padding.
@@ -46,6 +47,18 @@ int FindWaiting(std::string_view name);
 
 /// The same among the requests that were answered from the cache.
 int FindCacheAnswered(std::string_view name);
+
+/// The index of the oldest request that `suits`, of equals the lowest; -1 when there is none.
+template <typename Suits>
+int FindOldest(Suits suits) {
+  int oldest = -1;
+  for (std::size_t index = 0; index < static_cast<std::size_t>(PendingCount); ++index) {
+    const PendingRequest& request = PendingTable[index];
+    if ((oldest == -1 || request.SentAt < PendingTable[static_cast<std::size_t>(oldest)].SentAt) && suits(request))
+      oldest = static_cast<int>(index);
+  }
+  return oldest;
+}
 
 /// Takes a request out; the last one moves into its slot.
 void RemovePending(int index);

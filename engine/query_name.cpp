@@ -6,7 +6,6 @@ namespace quenvar {
 
 namespace {
 
-constexpr std::size_t kHeaderBytes = 12;
 /// Length bytes from here on are compression pointers or reserved (RFC 1035, section 4.1.4).
 constexpr unsigned char kFirstPointer = 0xC0;
 constexpr std::string_view kReverseSuffix = "in-addr.arpa";

@@ -6,6 +6,9 @@
 
 namespace quenvar {
 
+/// The length of a message's header; the name of its question stands behind it.
+inline constexpr std::size_t kHeaderBytes = 12;
+
 /// Stands for the name of a message whose question name cannot be read. It is used like a name.
 inline constexpr const char* kUnreadableName = "Not a DNS-Struct!";
 

@@ -20,8 +20,6 @@ bool UpstreamAnswered = false;
 
 namespace {
 
-constexpr std::int32_t kDnsPort = 53;
-
 PendingRequest& Request(int index) { return PendingTable[static_cast<std::size_t>(index)]; }
 
 bool CanAsk(std::size_t slot) { return platform.UDPPort1->Active() && ServerEnabled[slot] != kFalse; }
@@ -81,7 +79,7 @@ void OnClientDatagram(std::string_view message, const std::string& clientAddress
   const std::string key = answerRules->KeyOf(message);
   WriteLog("Q: " + clientAddress + " for: " + answerRules->ShownName(key));
   PendingRequest request = MakeRequest(key, clientAddress, clientPort);
-  answerRules->Prepare(request, message);
+  answerRules->Describe(request, message);
   const std::string answer = NoCache == kFalse ? answerRules->StoredAnswer(request) : std::string();
   AddPending(request);
   if (answer.empty()) return ForwardToAll(message);
@@ -105,16 +103,16 @@ void OnServerDatagram(std::string_view message, const std::string& serverAddress
   MarkResponded(serverAddress);
 }
 
-void DeliverAnswer(const std::string& name, std::string_view answer, const std::string& source) {
-  const std::string shownName = answerRules->ShownName(name);
+void DeliverAnswer(const std::string& key, std::string_view answer, const std::string& source) {
+  const std::string shownName = answerRules->ShownName(key);
   const bool fromCache = source == kFromCache;
-  for (int index = FindWaiting(name); index != -1; index = FindWaiting(name)) {
+  for (int index; (index = answerRules->FindReceiver(key, answer)) != -1;) {
     if (fromCache)
       DeliverFromCache(index, shownName, answer);
     else
       DeliverFromServer(index, shownName, answer, source);
   }
-  if (!fromCache) SettleCacheAnswered(name, answer);
+  if (!fromCache) SettleCacheAnswered(key, answer);
 }
 
 void ForwardToAll(std::string_view message) {

@@ -8,25 +8,28 @@
 
 namespace quenvar {
 
-/// Set by the first datagram that arrives from upstream, never cleared.
+inline constexpr std::uint16_t kDnsPort = 53;
+
+/// Set by the first answer that arrives from upstream, never cleared.
 extern bool UpstreamAnswered;
 
 /// The source of an answer that comes from the cache.
 inline constexpr const char* kFromCache = "*";
 
-/// How an answer finds the requests that it belongs to, and what their clients get, is left to answerRules
-/// (engine/answer_rules.h).
+// Which answers count, whom they go to, and with what bytes, is left to answerRules (engine/answer_rules.h). By the
+// plain rules every datagram is an answer to all who wait for its name, unchanged.
 
-/// A query has arrived at UDPPort2. It is counted, logged, entered as pending, answered from the cache where the name
+/// A query has arrived at UDPPort2. It is counted, logged, entered as pending, answered from the cache where an answer
 /// is stored, and in every case forwarded, byte for byte.
 void OnClientDatagram(std::string_view message, const std::string& clientAddress, std::int32_t clientPort);
 
-/// An answer has arrived at UDPPort1. It is stored, whether or not a client waits for it, and delivered.
+/// An answer has arrived at UDPPort1. It is stored, by the plain rules whether or not a client waits for it, and
+/// delivered.
 void OnServerDatagram(std::string_view message, const std::string& serverAddress, std::int32_t serverPort);
 
-/// Sends `answer`, unchanged, to every client that waits for `name`, oldest first. `source` is a server address or
-/// kFromCache; from the cache, the requests stay pending so that the time gained can be measured.
-void DeliverAnswer(const std::string& name, std::string_view answer, const std::string& source);
+/// Sends `answer` to every client that waits for `key`, oldest first. `source` is a server address or kFromCache; from
+/// the cache, the requests stay pending so that the time gained can be measured.
+void DeliverAnswer(const std::string& key, std::string_view answer, const std::string& source);
 
 /// Sends the query to every enabled server in slot order, and lets events run between.
 void ForwardToAll(std::string_view message);

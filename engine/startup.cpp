@@ -37,7 +37,6 @@ bool SettingsRead = false;
 namespace {
 
 constexpr std::uint16_t kAnyPort = 0;
-constexpr std::uint16_t kDnsPort = 53;
 constexpr int kFailedStart = 1;
 
 std::string FindAppPath() {

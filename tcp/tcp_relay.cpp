@@ -14,8 +14,6 @@ namespace quenvar {
 
 namespace {
 
-constexpr std::uint16_t kDnsPort = 53;
-
 /// An index of -1 ends the program, and it does so on purpose: no name server to choose, or data from a client whose
 /// slot is free again.
 void SubscriptOutOfRange() { platform.process->EndWithRunTimeError(9, "Subscript out of range"); }

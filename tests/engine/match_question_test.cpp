@@ -147,11 +147,49 @@ TEST_F(MatchQuestionPath, AFailureWaitsForTheLastServer) {
   EXPECT_EQ(Got(), Messages{good});
 }
 
+TEST_F(MatchQuestionPath, AFailureIsChargedToItsOwnQueryOnly) {
+  const std::string first = QueryFor("name.example", kA, 1);
+  const std::string second = QueryFor("name.example", kA, 2);
+  Ask(first);
+  Ask(second);
+  for (const char* server : {"10.1.0.1", "10.1.0.4"}) OnServerDatagram(ReplyTo(first, "000", "", 2), server, 53);
+  EXPECT_EQ(Got(), Messages{ReplyTo(first, "000", "", 2)});
+  Answer(ReplyTo(second, "100", Record(kA, 60)));
+  EXPECT_EQ(Got(), Messages{ReplyTo(second, "100", Record(kA, 60))});
+}
+
+// Else every name that the other server cannot find would take up room in the table until that is full.
+TEST_F(MatchQuestionPath, AServerThatStaysSilentHoldsNoFailureBack) {
+  SetServer(5, "");
+  const auto failure = [](std::uint16_t identifier) {
+    return ReplyTo(QueryFor("name.example", kA, identifier), "000", "", 2);
+  };
+  Ask(QueryFor("name.example", kA, 1));
+  Answer(failure(1));
+  clock.now += 2000;
+  Ask(QueryFor("name.example", kA, 2));
+  Answer(failure(2));
+  EXPECT_EQ(Got(), Messages());
+  clock.now += 1;
+  Ask(QueryFor("other.example", kA, 3));
+  Answer(ReplyTo(QueryFor("other.example", kA, 3), "000", "", 2));
+  EXPECT_EQ(Got().size(), 1u);
+  OnServerDatagram(failure(9), "10.1.0.4", 53);
+  Ask(QueryFor("name.example", kA, 4));
+  Answer(failure(4));
+  EXPECT_EQ(Got(), Messages()) << "it has spoken again";
+  ServerEnabled[3] = kFalse;
+  Answer(failure(4));
+  EXPECT_EQ(Got(), Messages{failure(4)});
+}
+
 TEST_F(MatchQuestionPath, WhatMayNotBeStoredIsDeliveredOnly) {
   const std::string query = QueryFor("name.example");
   std::string truncated = ReplyTo(query, "100", Record(kA, 60));
   truncated[2] = static_cast<char>(truncated[2] | 2);
-  for (const std::string& answer : {truncated, ReplyTo(query, "200", Record(kA, 60)), ReplyTo(query, "000", "", 3)}) {
+  const std::string unchecked = ReplyTo(query, "100", Record(kA, 60), 0x10);
+  for (const std::string& answer :
+       {truncated, unchecked, ReplyTo(query, "200", Record(kA, 60)), ReplyTo(query, "000", "", 3)}) {
     Exchange(query, answer);
     EXPECT_EQ(Got(), Messages{answer});
     EXPECT_TRUE(records.records.empty());

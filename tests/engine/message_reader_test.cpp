@@ -67,6 +67,7 @@ TEST(MessageReader, AnAnswerLivesAsLongAsItsShortestRecord) {
       {"alias to nothing", ReplyTo(kQuery, "100", Record(kCname, 600)), 0},
       {"any type", ReplyTo(QueryFor("www.example", kAny), "100", Record(kMx, 50)), 50},
       {"empty", ReplyTo(kQuery), 0},
+      {"flags only", ReplyTo(QueryFor("www.example", kAny), "100", opt), 0},
       {"failure", ReplyTo(kQuery, "100", Record(kA, 60), 2), 0},
       {"other code", ReplyTo(kQuery, "100", Record(kA, 60), 6), 0},
       {"fewer records than announced", ReplyTo(kQuery, "200", Record(kA, 60)), 0},
