@@ -23,17 +23,26 @@ constexpr std::int32_t kPatienceMilliseconds = 2000;
 
 std::string_view Identifier(std::string_view message) { return message.substr(0, kIdentifierBytes); }
 
-// The lengths of the labels, where one of them holds a point or there is none at all. Else nothing.
-std::string LabelLengths(std::string_view message, const Question& question) {
-  std::string lengths;
-  bool needed = question.nameEnd == kHeaderBytes + 1;
+bool HoldsPoint(std::string_view label) { return label.find('.') != std::string_view::npos; }
+
+// The labels of a name one by one.
+template <typename Use>
+void ForEachLabel(std::string_view message, const Question& question, Use use) {
   for (std::size_t at = kHeaderBytes; at + 1 < question.nameEnd;) {
     const std::size_t length = static_cast<unsigned char>(message[at]);
-    needed = needed || message.substr(at + 1, length).find('.') != std::string_view::npos;
-    lengths += ' ' + std::to_string(length);
+    use(message.substr(at + 1, length));
     at += length + 1;
   }
-  return needed ? lengths + " 0" : "";
+}
+
+// The lengths of the labels, where one of them holds a point or there is none at all. Else nothing.
+std::string LabelLengths(std::string_view message, const Question& question) {
+  bool needed = question.nameEnd == kHeaderBytes + 1;
+  ForEachLabel(message, question, [&](std::string_view label) { needed = needed || HoldsPoint(label); });
+  if (!needed) return {};
+  std::string lengths;
+  ForEachLabel(message, question, [&](std::string_view label) { lengths += ' ' + std::to_string(label.size()); });
+  return lengths + " 0";
 }
 
 template <typename Condition>
@@ -60,15 +69,27 @@ bool IsFailure(const std::string& key, std::string_view answer) {
 
 // High byte first.
 std::string TimeBytes(std::int64_t second) {
-  std::string bytes;
-  for (int shift = 56; shift >= 0; shift -= 8) bytes += static_cast<char>(second >> shift & 0xFF);
+  std::string bytes(kTimeBytes, '\0');
+  for (std::size_t i = 0; i < kTimeBytes; ++i)
+    bytes[i] = static_cast<char>(second >> (8 * (kTimeBytes - 1 - i)) & 0xFF);
   return bytes;
 }
 
 std::uint64_t ReadTime(std::string_view bytes) {
   std::uint64_t second = 0;
-  for (const char byte : bytes.substr(0, kTimeBytes)) second = second << 8 | static_cast<unsigned char>(byte);
+  for (const char byte : bytes) second = second << 8 | static_cast<unsigned char>(byte);
   return second;
+}
+
+// The question of `answer`, in any spelling.
+bool HasQuestion(std::string_view answer, std::string_view question) {
+  constexpr std::size_t kTypeAndClass = 4;
+  const std::optional<Question> own = ReadQuestion(answer);
+  if (!own || own->end - kHeaderBytes != question.size()) return false;
+  const std::string_view bytes = answer.substr(kHeaderBytes, question.size());
+  const std::size_t nameSize = question.size() - kTypeAndClass;
+  return EqualWithoutCase(bytes.substr(0, nameSize), question.substr(0, nameSize)) &&
+         bytes.substr(nameSize) == question.substr(nameSize);
 }
 
 }  // namespace
@@ -95,11 +116,13 @@ void MatchQuestionRules::Describe(PendingRequest& request, std::string_view quer
 std::string MatchQuestionRules::StoredAnswer(const PendingRequest& request) {
   if (request.Question.empty()) return {};
   std::string answer = CacheLookup(request.Name);
-  if (answer.size() <= kTimeBytes) return {};
+  if (answer.size() < kTimeBytes) return {};
+  const std::size_t size = answer.size() - kTimeBytes;
   // An entry of the future has an age beyond every lifetime.
-  const std::uint64_t age = static_cast<std::uint64_t>(platform.clock->UnixSecond()) - ReadTime(answer);
-  answer.erase(0, kTimeBytes);
-  if (age >= Lifetime(answer) || !EqualWithoutCase(KeyOf(answer), request.Name)) return {};
+  const std::uint64_t age =
+      static_cast<std::uint64_t>(platform.clock->UnixSecond()) - ReadTime(std::string_view(answer).substr(size));
+  answer.resize(size);
+  if (age >= Lifetime(answer) || !HasQuestion(answer, request.Question)) return {};
   ReduceLifetimes(answer, static_cast<std::uint32_t>(age));
   return answer.replace(0, kIdentifierBytes, request.Identifier);
 }
@@ -138,9 +161,11 @@ bool MatchQuestionRules::IsHeldBack(const PendingRequest& request) {
 
 void MatchQuestionRules::Store(const std::string& key, std::string_view answer) {
   if (IsTruncated(answer) || IsUnchecked(answer) || Lifetime(answer) == 0) return;
-  std::string shared(answer);
-  BlankCookies(shared);
-  CacheStore(key, TimeBytes(platform.clock->UnixSecond()) + shared);
+  std::string entry;
+  entry.reserve(answer.size() + kTimeBytes);
+  entry = answer;
+  BlankCookies(entry);
+  CacheStore(key, entry += TimeBytes(platform.clock->UnixSecond()));
 }
 
 int MatchQuestionRules::FindReceiver(const std::string& key, std::string_view answer) {

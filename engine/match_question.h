@@ -14,7 +14,7 @@ namespace quenvar {
 /// its labels end, their lengths. A message whose question cannot be read (engine/message_reader.h) goes by the joined
 /// name and the byte 0, which no other key ends with; it is relayed unchanged and never stored.
 ///
-/// An entry of the cache is the second at which it was stored, eight bytes, high byte first, then the answer.
+/// An entry of the cache is the answer, then the second at which it was stored, eight bytes, high byte first.
 class MatchQuestionRules final : public AnswerRules {
  public:
   std::string KeyOf(std::string_view message) override;

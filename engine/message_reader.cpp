@@ -178,6 +178,8 @@ void ReduceLifetimes(std::string& answer, std::uint32_t seconds) {
 }
 
 void BlankCookies(std::string& answer) {
+  constexpr std::size_t kAdditionalCount = 10;
+  if (answer.size() < kHeaderBytes || Read16(answer, kAdditionalCount) == 0) return;
   RecordReader records(answer);
   while (const auto record = records.Next())
     if (record->type == kTypeOpt) BlankCookies(answer, *record);

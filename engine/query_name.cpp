@@ -8,12 +8,15 @@ namespace {
 
 /// Length bytes from here on are compression pointers or reserved (RFC 1035, section 4.1.4).
 constexpr unsigned char kFirstPointer = 0xC0;
+/// Room that spares most names a second allocation, also what is appended to them.
+constexpr std::size_t kUsualName = 64;
 constexpr std::string_view kReverseSuffix = "in-addr.arpa";
 
 }  // namespace
 
 std::string ParseQueryName(std::string_view message) {
   std::string name;
+  name.reserve(kUsualName);
   std::size_t at = kHeaderBytes;
   for (;;) {
     if (at >= message.size()) return kUnreadableName;

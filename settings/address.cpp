@@ -23,14 +23,10 @@ bool HasFourParts(std::string text) {
   return true;
 }
 
-std::string WithoutLeadingZeros(std::string_view address) {
-  std::string plain;
-  for (std::size_t at = 0; at < address.size(); ++at) {
-    const bool first = plain.empty() || plain.back() == '.';
-    const bool last = at + 1 == address.size() || address[at + 1] == '.';
-    if (address[at] != '0' || !first || last) plain += address[at];
-  }
-  return plain;
+// Where the number that begins at `at` begins without the zeros in front.
+std::size_t SkipZeros(std::string_view address, std::size_t at) {
+  while (at + 1 < address.size() && address[at] == '0' && address[at + 1] != '.') ++at;
+  return at;
 }
 
 }  // namespace
@@ -43,7 +39,14 @@ std::string ValidateAddress(const std::string& text) {
 }
 
 bool IsSameAddress(std::string_view a, std::string_view b) {
-  return a == b || WithoutLeadingZeros(a) == WithoutLeadingZeros(b);
+  std::size_t atA = SkipZeros(a, 0);
+  std::size_t atB = SkipZeros(b, 0);
+  while (atA < a.size() && atB < b.size() && a[atA] == b[atB]) {
+    const bool numberEnds = a[atA] == '.';
+    atA = numberEnds ? SkipZeros(a, atA + 1) : atA + 1;
+    atB = numberEnds ? SkipZeros(b, atB + 1) : atB + 1;
+  }
+  return atA == a.size() && atB == b.size();
 }
 
 bool IsOwnAddress(const std::string& text) {
