@@ -48,7 +48,7 @@ bool WriteChain(std::string_view name, std::string_view value) {
 bool WriteAnswer(std::string_view name, std::string_view value) {
   if (value.size() < kPayload) {
     const std::optional<std::string_view> old = platform.records->Seek(UpperCase(name));
-    if (old && IsLast(*old)) return platform.records->Update(Piece(kLast, value));
+    if (old && IsLast(*old)) return old->substr(1) == value || platform.records->Update(Piece(kLast, value));
   }
   return WriteChain(name, value);
 }

@@ -34,7 +34,8 @@ class UdpPort {
   /// Dotted decimal IPv4 text. Any other text makes Send fail; a name is never looked up.
   virtual void SetRemoteHost(const std::string& address) = 0;
   virtual void SetRemotePort(std::int32_t port) = 0;
-  /// Sends one datagram to the remote host and port. False when it could not be sent.
+  /// Sends one datagram to the remote host and port. Within a handler it may leave a little later, with those after it,
+  /// but in order. False when it is known that it could not be sent.
   virtual bool Send(std::string_view message) = 0;
 };
 

@@ -1,5 +1,6 @@
 #include "platform/qt/qt_event_loop.h"
 
+#include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 
 namespace quenvar {
@@ -12,9 +13,20 @@ constexpr std::chrono::microseconds kPatience{250};
 
 }  // namespace
 
+QtEventLoop::QtEventLoop() {
+  // A box that a handler shows waits in a loop of its own, amid the batch.
+  QObject::connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, &context_,
+                   [this] { EndBatch(); });
+}
+
 int QtEventLoop::Run() { return quit_ ? status_ : QCoreApplication::exec(); }
 
+void QtEventLoop::EndBatch() {
+  for (auto work = atEndOfBatch_.rbegin(); work != atEndOfBatch_.rend(); ++work) (*work)();
+}
+
 void QtEventLoop::RunPendingEvents() {
+  EndBatch();
   QCoreApplication::processEvents();
   Fresh();
 }

@@ -1,12 +1,10 @@
 #include "platform/qt/socket_udp_port.h"
 
-#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <QSocketNotifier>
 #include <cerrno>
-#include <cstring>
 
 #include "platform/posix/ipv4_text.h"
 #include "platform/qt/qt_event_loop.h"
@@ -15,13 +13,10 @@ namespace quenvar {
 
 namespace {
 
-constexpr std::size_t kLargestDatagram = 65536;
-/// After so many datagrams in a row the other events have their turn.
-constexpr int kBatch = 64;
+/// After so many inboxes in a row the other events have their turn.
+constexpr int kFills = 2;
 /// One lost answer holds a pending request for 40 seconds, so bursts wait in the kernel.
 constexpr int kBufferBytes = 4 * 1024 * 1024;
-/// How long a datagram may wait for room in the send buffer before it is given up.
-constexpr int kSendPatienceMilliseconds = 20;
 
 int ErrorNumber(int error) { return error == EADDRINUSE ? kErrorAddressInUse : error; }
 
@@ -39,53 +34,11 @@ sockaddr_in SocketAddress(std::uint32_t address, std::uint16_t port) {
   return result;
 }
 
-// A datagram with its peer and, where asked for, the address of this host that it is sent to or from.
-struct Datagram {
-  Datagram(const sockaddr_in& itsPeer, char* bytes, std::size_t size) : peer(itsPeer), content{bytes, size} {
-    header.msg_name = &peer;
-    header.msg_namelen = sizeof peer;
-    header.msg_iov = &content;
-    header.msg_iovlen = 1;
-    header.msg_control = control;
-    header.msg_controllen = sizeof control;
-  }
-  Datagram(const Datagram&) = delete;
-  Datagram& operator=(const Datagram&) = delete;
-
-  // The address that a received datagram was sent to; 0 where the socket does not ask for it.
-  std::uint32_t LocalAddress() {
-    const cmsghdr* const item = CMSG_FIRSTHDR(&header);
-    if (item == nullptr || item->cmsg_level != IPPROTO_IP || item->cmsg_type != IP_PKTINFO) return 0;
-    in_pktinfo info;
-    std::memcpy(&info, CMSG_DATA(item), sizeof info);
-    return info.ipi_spec_dst.s_addr;
-  }
-
-  // The address to send from.
-  void SetSource(std::uint32_t localAddress) {
-    cmsghdr* const item = CMSG_FIRSTHDR(&header);
-    item->cmsg_level = IPPROTO_IP;
-    item->cmsg_type = IP_PKTINFO;
-    item->cmsg_len = CMSG_LEN(sizeof(in_pktinfo));
-    in_pktinfo info{};
-    info.ipi_spec_dst.s_addr = localAddress;
-    std::memcpy(CMSG_DATA(item), &info, sizeof info);
-  }
-
-  sockaddr_in peer;
-  iovec content;
-  alignas(cmsghdr) char control[CMSG_SPACE(sizeof(in_pktinfo))];
-  msghdr header{};
-};
-
-bool WaitForRoom(int socket) {
-  pollfd room{socket, POLLOUT, 0};
-  return poll(&room, 1, kSendPatienceMilliseconds) == 1;
-}
-
 }  // namespace
 
-SocketUdpPort::SocketUdpPort(QtEventLoop& events) : events_(events) {}
+SocketUdpPort::SocketUdpPort(QtEventLoop& events) : events_(events) {
+  events_.AtEndOfBatch([this] { outbox_.Flush(socket_); });
+}
 
 SocketUdpPort::~SocketUdpPort() { Deactivate(); }
 
@@ -128,40 +81,28 @@ void SocketUdpPort::SetRemoteHost(const std::string& address) {
 bool SocketUdpPort::Send(std::string_view message) {
   if (socket_ < 0 || !remoteAddress_ || remotePort_ <= 0 || remotePort_ > 0xFFFF) return false;
   const sockaddr_in to = SocketAddress(*remoteAddress_, static_cast<std::uint16_t>(remotePort_));
-  if (SendOnce(to, message)) return true;
-  return (errno == EAGAIN || errno == ENOBUFS) && WaitForRoom(socket_) && SendOnce(to, message);
-}
-
-bool SocketUdpPort::SendOnce(const sockaddr_in& to, std::string_view message) const {
-  const std::uint32_t source = replySources_ ? replySources_->Find(to.sin_addr.s_addr, to.sin_port) : 0;
-  if (source == 0)
-    return sendto(socket_, message.data(), message.size(), 0, reinterpret_cast<const sockaddr*>(&to), sizeof to) >= 0;
-  Datagram datagram(to, const_cast<char*>(message.data()), message.size());
-  datagram.SetSource(source);
-  return sendmsg(socket_, &datagram.header, 0) >= 0;
+  outbox_.Add(to, replySources_ ? replySources_->Find(to.sin_addr.s_addr, to.sin_port) : 0, message);
+  return (events_.InBatch() && !outbox_.Full()) || outbox_.Flush(socket_);
 }
 
 void SocketUdpPort::Drain() {
-  events_.Fresh();
-  if (buffers_.size() == depth_) buffers_.push_back(std::make_unique_for_overwrite<char[]>(kLargestDatagram));
+  const QtEventLoop::Batch batch(events_);
+  // What arrived earlier has its turn first: it waits while one of these handlers lets events run.
+  for (std::size_t level = 0; level < depth_; ++level) Handle(*inboxes_[level]);
+  if (inboxes_.size() == depth_) inboxes_.push_back(std::make_unique<UdpInbox>());
+  UdpInbox& inbox = *inboxes_[depth_];
   ++depth_;
-  for (int count = 0; count < kBatch && ReceiveOne(); ++count) {
-  }
+  for (int fills = 0; fills < kFills && socket_ >= 0 && inbox.Fill(socket_); ++fills) Handle(inbox);
   --depth_;
 }
 
-// False when nothing more is there to be received.
-bool SocketUdpPort::ReceiveOne() {
-  if (socket_ < 0) return false;
-  char* const buffer = buffers_[depth_ - 1].get();
-  Datagram datagram({}, buffer, kLargestDatagram);
-  const ssize_t size = recvmsg(socket_, &datagram.header, 0);
-  if (size < 0) return errno != EAGAIN && errno != EBADF;
-  const sockaddr_in& from = datagram.peer;
-  if (replySources_) replySources_->Remember(from.sin_addr.s_addr, from.sin_port, datagram.LocalAddress());
-  handler_(std::string_view(buffer, static_cast<std::size_t>(size)), Ipv4Text(ntohl(from.sin_addr.s_addr)),
-           ntohs(from.sin_port));
-  return true;
+void SocketUdpPort::Handle(UdpInbox& inbox) {
+  while (socket_ >= 0 && !inbox.Empty()) {
+    const UdpInbox::Datagram datagram = inbox.Take();
+    const sockaddr_in& from = datagram.sender;
+    if (replySources_) replySources_->Remember(from.sin_addr.s_addr, from.sin_port, datagram.localAddress);
+    handler_(datagram.message, Ipv4Text(ntohl(from.sin_addr.s_addr)), ntohs(from.sin_port));
+  }
 }
 
 }  // namespace quenvar

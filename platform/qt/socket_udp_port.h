@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/posix/reply_sources.h"
+#include "platform/posix/udp_batch.h"
 #include "platform/udp_port.h"
 
 class QSocketNotifier;
@@ -37,8 +38,7 @@ class SocketUdpPort final : public UdpPort {
 
  private:
   void Drain();
-  bool ReceiveOne();
-  bool SendOnce(const sockaddr_in& to, std::string_view message) const;
+  void Handle(UdpInbox& inbox);
 
   QtEventLoop& events_;
   int socket_ = -1;
@@ -54,10 +54,11 @@ class SocketUdpPort final : public UdpPort {
   // Only for a fixed local port, to which clients send.
   std::unique_ptr<ReplySources> replySources_;
 
-  // One buffer for each level of handlers that let events run, so that a message outlives the ones that arrive
+  // One inbox for each level of handlers that let events run, so that a message outlives the ones that arrive
   // meanwhile.
-  std::vector<std::unique_ptr<char[]>> buffers_;
+  std::vector<std::unique_ptr<UdpInbox>> inboxes_;
   std::size_t depth_ = 0;
+  UdpOutbox outbox_;
 };
 
 }  // namespace quenvar

@@ -28,13 +28,14 @@ constexpr const char* kCreateTable =
     "COMMIT";
 
 // Moving pages from the companion file into the file waits for the disk: seldom, but not so seldom that it takes long.
-// The memory, in KiB, is the most that is taken: it grows with the records that are used, and holds about a million of
-// them. The file is not mapped into memory, because a bad disk or a file cut from outside would then end the program.
+// The memory, in KiB, is the most that is taken: it grows with the records that are used. What finds no room is read
+// again from the system's own memory of the file, which costs little. The file is not mapped into memory, because a bad
+// disk or a file cut from outside would then end the program.
 constexpr const char* kOpenSettings =
     "PRAGMA journal_mode=WAL;"
     "PRAGMA synchronous=NORMAL;"
     "PRAGMA wal_autocheckpoint=2000;"
-    "PRAGMA cache_size=-262144";
+    "PRAGMA cache_size=-24576";
 
 constexpr std::size_t kReadAheadBytes = 1 << 20;
 constexpr mode_t kFileMode = 0644;

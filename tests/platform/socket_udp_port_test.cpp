@@ -7,6 +7,8 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QEventLoop>
+#include <QTimer>
 #include <functional>
 
 #include "platform/posix/ipv4_text.h"
@@ -107,6 +109,40 @@ TEST_F(UdpSockets, AMessageStaysWhileItsHandlerLetsEventsRun) {
   Send("outer");
   Send("inner");
   EXPECT_TRUE(Wait([&] { return handled == 2; }));
+}
+
+TEST_F(UdpSockets, WhatArrivedFirstIsHandledFirst) {
+  ASSERT_EQ(port.Activate(), 0);
+  std::string order;
+  onData = [&](std::string_view message, const std::string&, std::int32_t) {
+    order += message;
+    if (message != "a") return;
+    Send("c");
+    events.RunPendingEvents();
+  };
+  Send("a");
+  Send("b");
+  EXPECT_TRUE(Wait([&] { return order.size() == 3; }));
+  EXPECT_EQ(order, "abc");
+}
+
+// As a handler does that shows a box.
+TEST_F(UdpSockets, AHandlerThatWaitsForEventsHoldsNothingBack) {
+  ASSERT_EQ(port.Activate(), 0);
+  bool answered = false;
+  onData = [&](std::string_view, const std::string& address, std::int32_t from) {
+    port.SetRemoteHost(address);
+    port.SetRemotePort(from);
+    for (const char* part : {"1", "2"}) EXPECT_TRUE(port.Send(part));
+    QEventLoop box;
+    QTimer::singleShot(100, &box, &QEventLoop::quit);
+    box.exec();
+    char bytes[2];
+    for (const char part : {'1', '2'})
+      answered = recv(peer, bytes, sizeof bytes, MSG_DONTWAIT) == 1 && bytes[0] == part;
+  };
+  Send("x");
+  EXPECT_TRUE(Wait([&] { return answered; }));
 }
 
 TEST_F(UdpSockets, ABurstNestsOnlyToASmallDepth) {
