@@ -28,7 +28,7 @@ bool DatabaseExists() {
 // A damaged file is never opened: what can be read of it is no answer to rely on.
 RecordStore::Result RepairCompactAndOpen() {
   RecordStore& records = *platform.records;
-  const RecordStore::Result repaired = records.Repair(DatabasePath());
+  RecordStore::Result repaired = records.Repair(DatabasePath());
   if (repaired.Failed() && !repaired.surroundings) return repaired;
   records.Compact(DatabasePath(), AppPath + kWorkName);
   return records.Open(DatabasePath());

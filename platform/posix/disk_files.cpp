@@ -23,7 +23,7 @@ fs::path ExecutableDirectory() {
 
 std::string DiskFiles::ProgramDirectory() {
   std::error_code ignored;
-  const std::string own = ExecutableDirectory();
+  std::string own = ExecutableDirectory();
   if (!own.empty() && access(own.c_str(), W_OK) == 0) return own;
   fs::create_directories(fallback_, ignored);
   return fallback_;

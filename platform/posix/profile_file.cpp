@@ -28,7 +28,7 @@ bool SameState(const struct stat& a, const struct stat& b) {
 
 }  // namespace
 
-ProfileFile::ProfileFile(std::string path) : path_(Resolve(path)) {}
+ProfileFile::ProfileFile(const std::string& path) : path_(Resolve(path)) {}
 
 ProfileFile::~ProfileFile() = default;
 

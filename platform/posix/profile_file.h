@@ -13,7 +13,7 @@ namespace quenvar {
 class ProfileFile final : public Profile {
  public:
   /// The directory of `path` is made when the file is first saved.
-  explicit ProfileFile(std::string path);
+  explicit ProfileFile(const std::string& path);
   ~ProfileFile() override;
 
   std::string GetString(const std::string& section, const std::string& key, const std::string& missing,

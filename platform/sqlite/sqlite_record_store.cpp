@@ -15,6 +15,8 @@ namespace quenvar {
 
 namespace {
 
+using namespace std::string_view_literals;
+
 // Small pages, because an answer that is replaced changes one page, which is written twice. Both fields are limited in
 // bytes. Names are text, so that they can be asked for by name with any SQLite tool; values are blobs, because SQLite's
 // functions take a text for finished at its first code 0.
@@ -40,7 +42,7 @@ constexpr const char* kOpenSettings =
 constexpr std::size_t kReadAheadBytes = 1 << 20;
 constexpr mode_t kFileMode = 0644;
 /// What every SQLite database begins with, its closing code 0 included.
-constexpr std::string_view kMagic("SQLite format 3", 16);
+constexpr std::string_view kMagic = "SQLite format 3\0"sv;
 constexpr int kInstructionsBetweenReports = 20000;
 constexpr std::array<const char*, 3> kCompanions = {"-wal", "-shm", "-journal"};
 
