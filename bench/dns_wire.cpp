@@ -36,7 +36,7 @@ std::string AnswerTo(const std::string& query, const in_addr& address) {
   answer[3] = static_cast<char>(0x80);
   answer[7] = 1;
   answer[9] = answer[11] = 0;
-  answer += "\xC0\x0C\0\1\0\1\0\0\0\x3C\0\4"s;
+  answer += "\xC0\x0C\0\1\0\1\0\0\x0E\x10\0\4"s;
   return answer.append(reinterpret_cast<const char*>(&address), sizeof address);
 }
 

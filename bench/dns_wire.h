@@ -11,7 +11,8 @@ namespace bench {
 /// A question for the address of `label`.test, which must have 1 to 63 characters.
 std::string Query(std::uint16_t identifier, const std::string& label);
 
-/// The answer to a query of ours: its bytes, marked as an answer, with one address record.
+/// The answer to a query of ours: its bytes, marked as an answer, with one address record
+/// that may be kept for an hour.
 std::string AnswerTo(const std::string& query, const in_addr& address);
 
 /// Reads dotted decimal text. Ends the program with a message when it is none.

@@ -2,16 +2,13 @@
 //
 //   load_generator ADDRESS [--queries N] [--outstanding N] [--rate QUERIES_PER_SECOND] [--names N] [--pid PID]
 //
-// With --names it asks for the same N names in turn, in every run, each with an identifier of its own, so that an
+// With --names it asks for the same N names over and over, in every run, each with an identifier of its own, so that an
 // answer is recognised also when it was stored for an earlier query. Without a rate it asks as fast as answers come,
 // with at most `outstanding` queries under way. With --pid it reads the CPU time of that process before and after, so
-// it must run where that process can be seen. It prints one line:
-//
-//   queries_per_second median_us percentile99_us lost cpu_us_per_query
+// it must run where that process can be seen. It prints one line (measuring.h).
 #include <getopt.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -21,10 +18,14 @@
 #include <vector>
 
 #include "dns_wire.h"
+#include "measuring.h"
 
 namespace {
 
 constexpr double kGiveUpSeconds = 2;
+/// From one known name to the next: a prime, so that all have their turn, and far enough that none is found beside the
+/// one before.
+constexpr std::int64_t kStride = 65537;
 
 struct Options {
   int queries = 20000;
@@ -34,24 +35,9 @@ struct Options {
   int pid = 0;
 };
 
-struct Measured {
-  std::vector<double> latencySeconds;
-  double seconds = 0;
-  double cpuSeconds = std::nan("");
-};
-
-double ReadClock(clockid_t clock) {
-  timespec time;
-  if (clock_gettime(clock, &time) != 0) return std::nan("");
-  return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
-}
-
-double Now() { return ReadClock(CLOCK_MONOTONIC); }
-
-double CpuSeconds(int pid) {
-  clockid_t clock;
-  return pid > 0 && clock_getcpuclockid(pid, &clock) == 0 ? ReadClock(clock) : std::nan("");
-}
+using bench::CpuSeconds;
+using bench::Measured;
+using bench::Now;
 
 Options ReadOptions(int argc, char** argv) {
   static const option kNames[] = {
@@ -63,7 +49,7 @@ Options ReadOptions(int argc, char** argv) {
     if (c == 'q') options.queries = std::atoi(optarg);
     if (c == 'o') options.outstanding = std::clamp(std::atoi(optarg), 1, 65535);
     if (c == 'r') options.rate = std::atof(optarg);
-    if (c == 'n') options.names = std::clamp(std::atoi(optarg), 0, 65536);
+    if (c == 'n') options.names = std::max(std::atoi(optarg), 0);
     if (c == 'p') options.pid = std::atoi(optarg);
     if (c == '?') std::exit(2);
   }
@@ -106,7 +92,7 @@ class Generator {
   void Ask() {
     // The process number keeps the fresh names of one run apart from those of the run before.
     static const std::string run = options_.names > 0 ? "known-" : "bench-" + std::to_string(getpid()) + "-";
-    const int number = options_.names > 0 ? sent_ % options_.names : sent_;
+    const int number = options_.names > 0 ? static_cast<int>(sent_ * kStride % options_.names) : sent_;
     const auto identifier = static_cast<std::uint16_t>(number);
     const std::string query = bench::Query(identifier, run + std::to_string(number));
     ++sent_;
@@ -143,11 +129,6 @@ class Generator {
   int answered_ = 0;
 };
 
-double Percentile(const std::vector<double>& sorted, double share) {
-  return sorted.empty() ? std::nan("")
-                        : sorted[static_cast<std::size_t>(share * static_cast<double>(sorted.size() - 1))];
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -157,10 +138,6 @@ int main(int argc, char** argv) {
                  "usage: load_generator ADDRESS [--queries N] [--outstanding N] [--rate N] [--names N] [--pid PID]\n");
     return 2;
   }
-  Measured measured = Generator(OpenSocket(bench::AddressOrExit(argv[optind], 53)), options).Run();
-  auto& latency = measured.latencySeconds;
-  std::sort(latency.begin(), latency.end());
-  const double answered = static_cast<double>(latency.size());
-  std::printf("%.0f %.1f %.1f %.0f %.3f\n", answered / measured.seconds, 1e6 * Percentile(latency, 0.5),
-              1e6 * Percentile(latency, 0.99), options.queries - answered, 1e6 * measured.cpuSeconds / answered);
+  bench::Print(Generator(OpenSocket(bench::AddressOrExit(argv[optind], 53)), options).Run(), options.queries,
+               options.pid);
 }

@@ -17,7 +17,7 @@ in_own_networks() {
 
 inside_own_networks() { [ "${QUENVAR_OWN_NETWORKS:-}" = yes ]; }
 
-# Lays a cable from here, 10.53.0.100, to a second network with the addresses 10.53.0.1 to 10.53.0.9.
+# Lays a cable from here, 10.53.0.100, to a second network with the addresses 10.53.0.1 to 10.53.0.10.
 make_networks() {
   mount -t tmpfs none /tmp
   unshare --net sleep infinity &
@@ -29,7 +29,7 @@ make_networks() {
   ip address add 10.53.0.100/24 dev home0
   in_upstream ip link set up0 up
   local server
-  for server in 1 2 3 4 5 6 7 8 9; do in_upstream ip address add 10.53.0.$server/24 dev up0; done
+  for server in {1..10}; do in_upstream ip address add 10.53.0.$server/24 dev up0; done
 }
 
 in_upstream() { nsenter --net="/proc/$upstream/ns/net" "$@"; }

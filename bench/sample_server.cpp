@@ -1,9 +1,10 @@
 // A name server for trying things out: it answers every question with the same address, after a fixed time. Questions
 // over TCP are answered at once, one connection after the other.
 //
-//   sample_server ADDRESS [--port N] [--delay MILLISECONDS] [--answer ADDRESS] [--silent | --echo]
+//   sample_server ADDRESS... [--port N] [--delay MILLISECONDS] [--answer ADDRESS] [--silent | --echo]
 //
-// ADDRESS is where it listens. A silent server receives and says nothing. An echo sends back at once what it gets.
+// The addresses are where it listens. A silent server receives and says nothing. An echo sends back at once what it
+// gets.
 #include <getopt.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -14,6 +15,7 @@
 #include <cstdlib>
 #include <deque>
 #include <thread>
+#include <vector>
 
 #include "dns_wire.h"
 
@@ -31,6 +33,7 @@ struct Options {
 
 struct Reply {
   Time::time_point due;
+  int fd;
   sockaddr_in client;
   std::string bytes;
 };
@@ -65,9 +68,9 @@ void Send(int fd, const std::string& bytes, const sockaddr_in& client) {
   sendto(fd, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&client), sizeof client);
 }
 
-void SendDue(int fd, std::deque<Reply>& replies) {
+void SendDue(std::deque<Reply>& replies) {
   for (; !replies.empty() && replies.front().due <= Time::now(); replies.pop_front()) {
-    Send(fd, replies.front().bytes, replies.front().client);
+    Send(replies.front().fd, replies.front().bytes, replies.front().client);
   }
 }
 
@@ -82,7 +85,7 @@ void Receive(int fd, const Options& options, const in_addr& answer, std::deque<R
     if (options.echo)
       Send(fd, query, client);
     else if (!options.silent)
-      replies.push_back({Time::now() + options.delay, client, bench::AnswerTo(query, answer)});
+      replies.push_back({Time::now() + options.delay, fd, client, bench::AnswerTo(query, answer)});
   }
 }
 
@@ -121,19 +124,23 @@ int MillisecondsUntilDue(const std::deque<Reply>& replies) {
 
 int main(int argc, char** argv) {
   const Options options = ReadOptions(argc, argv);
-  if (optind + 1 != argc) {
+  if (optind == argc) {
     std::fprintf(stderr,
-                 "usage: sample_server ADDRESS [--port N] [--delay MS] [--answer ADDRESS] [--silent | --echo]\n");
+                 "usage: sample_server ADDRESS... [--port N] [--delay MS] [--answer ADDRESS] [--silent | --echo]\n");
     return 2;
   }
-  const sockaddr_in local = bench::AddressOrExit(argv[optind], options.port);
   const in_addr answer = bench::AddressOrExit(options.answer, 0).sin_addr;
-  pollfd arrival = {OpenSocket(local), POLLIN, 0};
-  if (!options.silent && !options.echo) std::thread(AnswerOverTcp, local, answer).detach();
+  std::vector<pollfd> arrivals;
+  for (; optind < argc; ++optind) {
+    const sockaddr_in local = bench::AddressOrExit(argv[optind], options.port);
+    arrivals.push_back({OpenSocket(local), POLLIN, 0});
+    if (!options.silent && !options.echo) std::thread(AnswerOverTcp, local, answer).detach();
+  }
   std::deque<Reply> replies;
   for (;;) {
-    poll(&arrival, 1, MillisecondsUntilDue(replies));
-    Receive(arrival.fd, options, answer, replies);
-    SendDue(arrival.fd, replies);
+    poll(arrivals.data(), arrivals.size(), MillisecondsUntilDue(replies));
+    for (const pollfd& arrival : arrivals)
+      if (arrival.revents != 0) Receive(arrival.fd, options, answer, replies);
+    SendDue(replies);
   }
 }
