@@ -162,6 +162,7 @@ RecordStore::Result SqliteRecordStore::OpenTable() {
 
 void SqliteRecordStore::Close() {
   Flush();
+  ForgetRecords();
   for (SqliteStatement* statement : {&seek_, &insert_, &update_, &delete_, &begin_, &commit_}) statement->reset();
   connection_.Close();
 }
@@ -176,29 +177,60 @@ bool SqliteRecordStore::DeleteFile(const std::string& path) {
 }
 
 std::optional<std::string_view> SqliteRecordStore::Seek(std::string_view key) {
-  if (!seek_ || !BindText(seek_, 1, key)) return std::nullopt;
-  const bool found = sqlite3_step(seek_.get()) == SQLITE_ROW;
-  if (found) {
-    currentRow_ = sqlite3_column_int64(seek_.get(), 0);
+  current_ = known_.Find(key);
+  if (current_ == nullptr) current_ = Read(key);
+  return current_ != nullptr && current_->exists ? std::optional<std::string_view>(current_->value) : std::nullopt;
+}
+
+// Null when the database could not tell.
+KnownRecords::Record* SqliteRecordStore::Read(std::string_view key) {
+  if (!seek_ || !BindText(seek_, 1, key)) return nullptr;
+  KnownRecords::Record* record = nullptr;
+  const int step = sqlite3_step(seek_.get());
+  if (step == SQLITE_ROW) {
     const auto* bytes = static_cast<const char*>(sqlite3_column_blob(seek_.get(), 1));
-    currentValue_.assign(bytes ? bytes : "", static_cast<std::size_t>(sqlite3_column_bytes(seek_.get(), 1)));
+    const auto size = static_cast<std::size_t>(sqlite3_column_bytes(seek_.get(), 1));
+    record = known_.Add(key, {sqlite3_column_int64(seek_.get(), 0), std::string(bytes ? bytes : "", size), true});
+  } else if (step == SQLITE_DONE) {
+    record = known_.Add(key, {});
   }
   // A statement that is not reset would keep the file from being tidied up.
   sqlite3_reset(seek_.get());
-  return found ? std::optional<std::string_view>(currentValue_) : std::nullopt;
+  return record;
 }
 
 bool SqliteRecordStore::Insert(std::string_view key, std::string_view value) {
-  return insert_ && BindText(insert_, 1, key) && BindBlob(insert_, 2, value) && Run(insert_);
+  if (!insert_ || !BindText(insert_, 1, key) || !BindBlob(insert_, 2, value) || !Write(insert_)) return false;
+  current_ = known_.Add(key, {sqlite3_last_insert_rowid(connection_.Handle()), std::string(value), true});
+  return true;
 }
 
 bool SqliteRecordStore::Update(std::string_view value) {
-  return update_ && BindBlob(update_, 1, value) && sqlite3_bind_int64(update_.get(), 2, currentRow_) == SQLITE_OK &&
-         Run(update_);
+  if (!update_ || current_ == nullptr || !BindBlob(update_, 1, value) ||
+      sqlite3_bind_int64(update_.get(), 2, current_->row) != SQLITE_OK || !Write(update_))
+    return false;
+  current_->value = value;
+  return true;
 }
 
 bool SqliteRecordStore::Delete() {
-  return delete_ && sqlite3_bind_int64(delete_.get(), 1, currentRow_) == SQLITE_OK && Run(delete_);
+  if (!delete_ || current_ == nullptr || sqlite3_bind_int64(delete_.get(), 1, current_->row) != SQLITE_OK ||
+      !Write(delete_))
+    return false;
+  *current_ = {};
+  return true;
+}
+
+// After a failure the database may have undone more than this.
+bool SqliteRecordStore::Write(const SqliteStatement& statement) {
+  if (Run(statement)) return true;
+  ForgetRecords();
+  return false;
+}
+
+void SqliteRecordStore::ForgetRecords() {
+  known_.Clear();
+  current_ = nullptr;
 }
 
 bool SqliteRecordStore::Begin() {
@@ -222,6 +254,7 @@ bool SqliteRecordStore::Flush() {
 
 void SqliteRecordStore::Rollback() {
   groupOpen_ = false;
+  ForgetRecords();
   // A failure such as a full disk may have rolled back already.
   if (connection_.Handle() && !sqlite3_get_autocommit(connection_.Handle())) connection_.Execute("ROLLBACK");
 }

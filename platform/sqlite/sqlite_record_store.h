@@ -12,6 +12,7 @@
 #include <string>
 
 #include "platform/record_store.h"
+#include "platform/sqlite/known_records.h"
 #include "platform/sqlite/sqlite_connection.h"
 
 namespace quenvar {
@@ -49,6 +50,9 @@ class SqliteRecordStore : public RecordStore {
 
  private:
   void ReportWork(SqliteConnection& connection);
+  KnownRecords::Record* Read(std::string_view key);
+  bool Write(const SqliteStatement& statement);
+  void ForgetRecords();
   void ReadAhead(const std::string& path);
 
   WaitNotice* notice_;
@@ -62,8 +66,8 @@ class SqliteRecordStore : public RecordStore {
   SqliteStatement commit_;
   bool groupOpen_ = false;
   std::chrono::steady_clock::time_point groupBegin_;
-  std::int64_t currentRow_ = 0;
-  std::string currentValue_;
+  KnownRecords known_;
+  KnownRecords::Record* current_ = nullptr;
 };
 
 }  // namespace quenvar
