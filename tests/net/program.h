@@ -50,6 +50,7 @@ class Program {
   /// The orderly end from outside, by SIGTERM. The test fails when it is none.
   void Terminate();
   bool Runs();
+  pid_t Id() const { return process_; }
   /// CPU time since its start.
   double CpuSeconds() const;
   /// What it has written to standard error so far.

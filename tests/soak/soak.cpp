@@ -1,0 +1,240 @@
+#include "soak.h"
+
+#include <sqlite3.h>
+
+#include <cstdlib>
+#include <memory>
+#include <sstream>
+
+#include "base/text.h"
+
+namespace quenvar::lab {
+namespace fs = std::filesystem;
+
+namespace {
+
+using namespace std::string_literals;
+using Clock = std::chrono::steady_clock;
+
+/// Ends every query of the traffic, behind all that the program reads, and is followed by four bytes of its own.
+const std::string kMark = "soak";
+constexpr std::size_t kSerialBytes = 4;
+constexpr std::size_t kTimeBytes = 4;
+/// So few that clients who ask at the same time share them.
+constexpr int kIdentifiers = 16;
+
+std::string SerialOf(const std::string& query) {
+  const std::size_t mark = query.size() - std::min(query.size(), kMark.size() + kSerialBytes);
+  return query.substr(mark).starts_with(kMark) ? query.substr(mark + kMark.size()) : "";
+}
+
+std::string Bytes(int number, std::size_t count) {
+  std::string bytes;
+  while (bytes.size() < count) bytes += static_cast<char>(number >> 8 * (count - 1 - bytes.size()));
+  return bytes;
+}
+
+/// An answer without what a cache may change: its identifier, and the time to live of its record.
+std::string Content(const std::string& answer) {
+  const std::size_t time = 12 + Question(answer).size() + 6;
+  return answer.size() < time + kTimeBytes ? answer : answer.substr(2, time - 2) + answer.substr(time + kTimeBytes);
+}
+
+using Records = std::map<std::string, std::string>;
+
+Records ReadRecords(const fs::path& database) {
+  sqlite3* connection = nullptr;
+  sqlite3_stmt* statement = nullptr;
+  sqlite3_open(database.c_str(), &connection);
+  sqlite3_prepare_v2(connection, "SELECT IPNAME, IPNUMBER FROM ipcache", -1, &statement, nullptr);
+  const auto field = [&](int column) {
+    const auto* bytes = static_cast<const char*>(sqlite3_column_blob(statement, column));
+    return std::string(bytes == nullptr ? "" : bytes,
+                       static_cast<std::size_t>(sqlite3_column_bytes(statement, column)));
+  };
+  Records records;
+  while (sqlite3_step(statement) == SQLITE_ROW) records[field(0)] = field(1);
+  sqlite3_finalize(statement);
+  sqlite3_close(connection);
+  return records;
+}
+
+/// How many records the chain that begins under this key has; 0 when it breaks off.
+std::size_t Links(const Records& records, std::string key) {
+  for (std::size_t links = 1; links <= records.size(); ++links) {
+    const auto record = records.find(key);
+    if (record == records.end() || record->second.empty()) return 0;
+    if (record->second[0] == '\0') return links;
+    key = UpperCase(record->second.substr(record->second.size() - 5));
+  }
+  return 0;
+}
+
+}  // namespace
+
+int Size(int full) {
+  const char* percent = std::getenv("QUENVAR_SOAK_PERCENT");
+  return percent == nullptr ? full : std::max(1, static_cast<int>(full / 100.0 * std::atof(percent)));
+}
+
+Environment::Environment(const std::map<std::string, std::string>& variables) : variables_(variables) {
+  for (const auto& [name, value] : variables_) setenv(name.c_str(), value.c_str(), 1);
+}
+
+Environment::~Environment() {
+  for (const auto& [name, value] : variables_) unsetenv(name.c_str());
+}
+
+std::string Preload(const std::string& name) { return QUENVAR_PRELOADS + name + ".so"; }
+
+int Memory(const Program& program) {
+  const std::string status = ReadFile("/proc/" + std::to_string(program.Id()) + "/status");
+  const std::string label = "RssAnon:";
+  return std::stoi(status.substr(status.find(label) + label.size()));
+}
+
+int OpenDescriptors(const Program& program) {
+  const fs::directory_iterator descriptors("/proc/" + std::to_string(program.Id()) + "/fd");
+  return static_cast<int>(std::distance(begin(descriptors), end(descriptors)));
+}
+
+CacheContent ReadCache(const Home& home) {
+  const fs::path copy = kDirectory / "copy.mdb";
+  for (const std::string companion : {"", "-wal", "-shm"}) fs::remove(copy.string() + companion);
+  for (const std::string companion : {"", "-wal"})
+    if (fs::exists(home.ProgramFile("DNSCACHE.MDB" + companion)))
+      fs::copy_file(home.ProgramFile("DNSCACHE.MDB" + companion), copy.string() + companion);
+  if (Output("sqlite3 " + copy.string() + " 'PRAGMA integrity_check'") != "ok\n") return {.fault = "damaged"};
+  const Records records = ReadRecords(copy);
+  CacheContent content;
+  std::size_t reached = 0;
+  for (const auto& [key, piece] : records) {
+    if (key.find(".TEST") == std::string::npos) continue;
+    ++content.names;
+    const std::size_t links = Links(records, key);
+    if (links == 0) content.fault += "broken chain " + key + "\n";
+    reached += links;
+  }
+  if (reached != records.size()) content.fault += std::to_string(records.size()) + " records, not all in chains";
+  return content;
+}
+
+void Soak::UseOptions(const std::string& options, const std::string& noCache) {
+  WriteFile(home_.SettingsFile(), SettingsFor({1, 2, 3, 4, 5, 6, 7, 8, 9, 10}, noCache, options));
+  matchesQuestion_ = options.find("MATCHQUESTION=Yes") != std::string::npos;
+}
+
+std::string Soak::TrueAnswer(const std::string& query) const {
+  if (SerialOf(query).empty()) return AnswerTo(query);
+  const std::string question = Question(query);
+  const std::size_t size = std::hash<std::string>{}(question) % static_cast<unsigned>(manners_.longestAnswer);
+  const std::string head = AnswerTo(query).substr(0, 12 + question.size() + 6 + kTimeBytes);
+  return head + Bytes(static_cast<int>(size), 2) + question.substr(0, size) +
+         std::string(size - std::min(size, question.size()), question[3]);
+}
+
+// The name belongs to this client in every second question, so that it shows when another one gets the answer.
+void Soak::Ask() {
+  const int client = Random(static_cast<int>(askers_.size()));
+  Asker& asker = askers_[static_cast<std::size_t>(client)];
+  const std::string owner = Random(2) == 0 ? "all" : "client-" + std::to_string(client);
+  const std::string name = std::to_string(Random(manners_.names)) + "." + owner + ".test";
+  const std::string query = Query(Random(kIdentifiers), name, kTxt) + kMark + Bytes(++asked_, kSerialBytes);
+  const bool isLost = Random(1000) < manners_.lostPerMille;
+  lost_ += isLost ? 1 : 0;
+  unseen_[SerialOf(query)] = isLost;
+  ++asker.awaited[KeyOf(query)];
+  asker.socket.Ask(query);
+}
+
+void Soak::Serve(const Datagram& query) {
+  const std::string serial = SerialOf(query.bytes);
+  if (serial.empty()) return;
+  if (const auto first = unseen_.find(serial); first != unseen_.end()) {
+    if (first->second) silent_.insert(serial);
+    unseen_.erase(first);
+  }
+  if (silent_.contains(serial)) return;
+  for (int copies = Random(100) < manners_.doubledPercent ? 2 : 1; copies > 0; --copies) {
+    const auto delay = std::chrono::microseconds(Random(1 + 1000 * static_cast<int>(manners_.longestDelay.count())));
+    later_.push({Clock::now() + delay, {query, TrueAnswer(query.bytes)}});
+  }
+}
+
+void Soak::SendWhatIsDue() {
+  for (; !later_.empty() && later_.top().first <= Clock::now(); later_.pop())
+    servers_.Answer(later_.top().second.first, later_.top().second.second);
+}
+
+std::string Soak::KeyOf(const std::string& message) const {
+  return (matchesQuestion_ ? message.substr(0, 2) : "") + Question(message);
+}
+
+void Soak::Check(Asker& asker, const std::string& answer) {
+  const auto awaited = asker.awaited.find(KeyOf(answer));
+  const std::string query = answer.substr(0, 2) + std::string(10, '\0') + Question(answer) + kMark + "1234";
+  if (awaited == asker.awaited.end() || Content(answer) != Content(TrueAnswer(query))) {
+    ++wrong_;
+    return;
+  }
+  ++answered_;
+  if (--awaited->second == 0) asker.awaited.erase(awaited);
+}
+
+void Soak::TakeAnswers() {
+  for (Asker& asker : askers_)
+    while (const auto answer = asker.socket.Receive(kNow)) Check(asker, answer->bytes);
+}
+
+void Soak::BeginAsking() {
+  while (static_cast<int>(askers_.size()) < manners_.clients) askers_.emplace_back();
+  unseen_.clear();
+  silent_.clear();
+}
+
+void Soak::ServeAndTakeAnswers() {
+  while (const auto query = servers_.Next(kNow)) {
+    Serve(*query);
+    SendWhatIsDue();
+  }
+  SendWhatIsDue();
+  TakeAnswers();
+}
+
+void Soak::AskAndServe(int count) {
+  BeginAsking();
+  for (int question = 0; question < count; ++question) Ask();
+  ASSERT_TRUE(Eventually([&] {
+    ServeAndTakeAnswers();
+    return unseen_.empty() && later_.empty();
+  })) << unseen_.size()
+      << " of " << count << " queries reach no server";
+}
+
+// The exchange at the end stands behind all others in the program's sockets, so that the next questions find its table
+// empty but for those that are lost.
+void Soak::AskAndAnswer(int count) {
+  ASSERT_NO_FATAL_FAILURE(AskAndServe(count));
+  ASSERT_TRUE(RoundTrip());
+  TakeAnswers();
+}
+
+void Soak::AskFor(std::chrono::milliseconds duration) {
+  for (const auto end = Clock::now() + duration; Clock::now() < end && !HasFatalFailure();) AskAndAnswer(20);
+  BeginAsking();
+  for (int question = 0; question < 100; ++question) Ask();
+  for (const auto end = Clock::now() + std::chrono::milliseconds(Random(30)); Clock::now() < end;)
+    ServeAndTakeAnswers();
+  later_ = {};
+}
+
+bool Soak::HasRoomFor(int requests) {
+  for (int request = 1; request < requests; ++request) {
+    client_.Ask(Query(request, "room-" + std::to_string(++rooms_) + ".test"));
+    servers_.Next();  // so that no server's socket overflows
+    while (servers_.Next(kNow)) continue;
+  }
+  return RoundTrip();
+}
+
+}  // namespace quenvar::lab

@@ -1,0 +1,103 @@
+// What the long tests share: their sizes, traffic of which every answer is checked, and looks at the program's memory
+// and at its cache.
+#pragma once
+
+#include <map>
+#include <queue>
+#include <random>
+#include <set>
+
+#include "program.h"
+
+namespace quenvar::lab {
+
+/// The part of a full size that is run: all of it, or as many percent as QUENVAR_SOAK_PERCENT says; at least 1.
+int Size(int full);
+
+/// Variables of the environment that programs started from now on get, as long as this lives.
+class Environment {
+ public:
+  explicit Environment(const std::map<std::string, std::string>& variables);
+  ~Environment();
+
+ private:
+  std::map<std::string, std::string> variables_;
+};
+
+/// Where a library is that LD_PRELOAD loads in front of the program.
+std::string Preload(const std::string& name);
+
+/// KiB of memory that the program has taken for itself.
+int Memory(const Program& program);
+int OpenDescriptors(const Program& program);
+
+struct CacheContent {
+  std::string fault;      ///< empty: the file is sound, all chains are whole, and every record belongs to one
+  std::size_t names = 0;  ///< stored; each must contain ".test"
+};
+/// Looks at a copy, so that what a killed program has left is still there for the next one.
+CacheContent ReadCache(const Home& home);
+
+/// How traffic goes. All numbers are drawn anew for each query or answer.
+struct Manners {
+  int clients = 8;
+  int names = 5000;  ///< of each client, and as many that all of them ask for
+  std::chrono::milliseconds longestDelay{10};
+  int doubledPercent = 20;
+  int lostPerMille = 0;  ///< queries that no server answers
+  int longestAnswer = 1200;
+};
+
+/// A user who lists all ten name servers, and clients beside the one of the lab.
+class Soak : public LabTest {
+ protected:
+  /// Further lines of options, such as "MATCHQUESTION=Yes\n".
+  void UseOptions(const std::string& options, const std::string& noCache = "No");
+  /// All clients together ask that many questions, with few different identifiers, at most 250. Returns when the name
+  /// servers have sent all their answers.
+  void AskAndServe(int count);
+  /// The same, and then a fresh name: returns when the program has taken all answers, and the clients theirs.
+  void AskAndAnswer(int count);
+  /// The same again and again for a while. At its end many queries and answers are under way.
+  void AskFor(std::chrono::milliseconds duration);
+  /// The true answer to a query of this traffic, or of the lab's client.
+  std::string TrueAnswer(const std::string& query) const;
+  /// That many requests fit into the program's table beside those that it holds.
+  bool HasRoomFor(int requests);
+  int Random(int below) { return static_cast<int>(random_() % static_cast<unsigned>(below)); }
+
+  Manners manners_;
+  int asked_ = 0;
+  int answered_ = 0;
+  int lost_ = 0;
+  int wrong_ = 0;  ///< answers that their client did not wait for, or with another content
+
+ private:
+  struct Asker {
+    Client socket;
+    std::map<std::string, int> awaited;  ///< how often, by identifier (where it counts) and question
+  };
+  using Later = std::pair<std::chrono::steady_clock::time_point, std::pair<Datagram, std::string>>;
+  struct IsLater {
+    bool operator()(const Later& a, const Later& b) const { return a.first > b.first; }
+  };
+
+  void BeginAsking();
+  void Ask();
+  void ServeAndTakeAnswers();
+  void Serve(const Datagram& query);
+  void SendWhatIsDue();
+  void TakeAnswers();
+  void Check(Asker& asker, const std::string& answer);
+  std::string KeyOf(const std::string& message) const;
+
+  bool matchesQuestion_ = false;
+  std::mt19937 random_{53};
+  std::vector<Asker> askers_;
+  std::priority_queue<Later, std::vector<Later>, IsLater> later_;
+  std::map<std::string, bool> unseen_;  ///< queries of this batch that no server has seen: whether they are lost
+  std::set<std::string> silent_;        ///< those of this batch that get no answer
+  int rooms_ = 0;
+};
+
+}  // namespace quenvar::lab

@@ -1,0 +1,111 @@
+// TCP clients that come in thousands and behave badly.
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <iostream>
+
+#include "soak.h"
+
+namespace quenvar::lab {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+/// Name servers that take everything, and close a connection only when its other side has: a client that sends on after
+/// its server has closed would end the program.
+class PatientServers {
+ public:
+  ~PatientServers() { thread_.request_stop(); }
+
+ private:
+  void Serve(const std::stop_token& ended) {
+    while (!ended.stop_requested()) {
+      std::vector<pollfd> states = {{*listening_, POLLIN, 0}};
+      for (const Socket& connection : connections_) states.push_back({*connection, POLLIN, 0});
+      poll(states.data(), states.size(), 50);
+      for (std::size_t i = states.size() - 1; i > 0; --i)
+        if (states[i].revents != 0 && !Takes(connections_[i - 1]))
+          connections_.erase(connections_.begin() + static_cast<int>(i) - 1);
+      if (states[0].revents != 0) connections_.push_back(Accept(listening_));
+    }
+  }
+  static bool Takes(const Socket& connection) {
+    char bytes[4096];
+    return recv(*connection, bytes, sizeof bytes, 0) > 0;
+  }
+
+  const Socket listening_ = Listen();
+  std::vector<Socket> connections_;
+  std::jthread thread_{[this](const std::stop_token& ended) { Serve(ended); }};
+};
+
+class TcpClients : public Soak {
+ protected:
+  struct Guest {
+    Socket socket;
+    steady_clock::time_point leaves;
+    bool sends;  ///< a byte now and then
+  };
+
+  /// One of a hundred is silent for a while, one sends a byte a second; the others leave at once in one of three ways.
+  void Visit() {
+    const Socket client = Connect();
+    const int kind = Random(100);
+    if (kind < 2)
+      return guests_.push_back({client, steady_clock::now() + milliseconds(kind == 0 ? 1000 : 3500), kind == 1});
+    if (kind < 70) Send(client, "a query");
+    if (kind % 3 == 0) shutdown(*client, SHUT_WR);
+    if (kind % 3 == 0 && kind > 40) guests_.push_back({client, steady_clock::now() + milliseconds(100), false});
+    const linger reset = {1, 0};
+    if (kind % 3 == 1) setsockopt(*client, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+  }
+  void SendOrLeave() {
+    for (const Guest& guest : guests_)
+      if (guest.sends) send(*guest.socket, "x", 1, MSG_NOSIGNAL);
+    std::erase_if(guests_, [](const Guest& guest) { return guest.leaves < steady_clock::now(); });
+  }
+
+  std::vector<Guest> guests_;
+};
+
+TEST_F(TcpClients, TheyCannotExhaustIt) {
+  const PatientServers servers;
+  const Program program(home_, {.descriptorLimit = 64});
+  const auto settled = [&](int descriptors) { return OpenDescriptors(program) <= descriptors; };
+  ASSERT_TRUE(RoundTrip());  // the start is over
+  const int idle = OpenDescriptors(program);
+  const int visits = Size(10'000);
+  int most = 0;
+  int before = 0;
+  milliseconds longestWait(0);
+  auto nextSecond = steady_clock::now();
+  for (int visit = 0; visit < visits; ++visit) {
+    if (visit == visits / 10) before = Memory(program);
+    Visit();
+    if (steady_clock::now() > nextSecond) {
+      SendOrLeave();
+      nextSecond += std::chrono::seconds(1);
+    }
+    if (visit % 10 != 0) continue;
+    const auto asked = steady_clock::now();
+    ASSERT_TRUE(RoundTrip()) << "visit " << visit;
+    longestWait = std::max(longestWait, std::chrono::duration_cast<milliseconds>(steady_clock::now() - asked));
+    most = std::max(most, OpenDescriptors(program));
+  }
+  while (!guests_.empty()) {
+    SendOrLeave();
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+  }
+  EXPECT_TRUE(Eventually([&] { return settled(idle); }))
+      << OpenDescriptors(program) << " descriptors, " << idle << " idle";
+  const int after = Memory(program);
+  std::cout << visits << " connections, descriptors " << idle << " -> at most " << most << " -> "
+            << OpenDescriptors(program) << ", memory " << before << " -> " << after << " KiB, longest wait of a query "
+            << longestWait.count() << " ms\n";
+  EXPECT_LT(after, before + 512);
+  EXPECT_LT(longestWait, milliseconds(1000));
+}
+
+}  // namespace
+}  // namespace quenvar::lab
