@@ -1,0 +1,133 @@
+// The service without its surroundings: its state as it is before a start, against a fake outside world.
+#pragma once
+
+#include "engine/answer_rules.h"
+#include "engine/event_log.h"
+#include "engine/housekeeping.h"
+#include "engine/main_window_view.h"
+#include "engine/own_addresses.h"
+#include "engine/pending_table.h"
+#include "engine/query_path.h"
+#include "engine/shutdown.h"
+#include "engine/startup.h"
+#include "engine/window_state.h"
+#include "settings/options.h"
+#include "settings/server_list.h"
+#include "settings/server_table_view.h"
+#include "settings/statistics.h"
+#include "tests/fakes/fake_platform.h"
+
+namespace quenvar {
+
+struct FakeServerTable : ServerTableView {
+  void MakeTabelle() override { calls.push_back("make"); }
+  void RefreshRows() override { ++refreshes; }
+  void SetAddressCell(int row, const std::string& text) override { Note(row, "address '" + text + "'"); }
+  void SetDescriptionCell(int row, const std::string& text) override { Note(row, "description '" + text + "'"); }
+  void SetCheckBox(int row, bool ticked) override { Note(row, ticked ? "tick" : "untick"); }
+  void ShowRowEnabled(int row, bool enabled) override { Note(row, enabled ? "enabled" : "disabled"); }
+  void ShowAnswering(int row) override { Note(row, "answering"); }
+  void TurnToServerPage() override { calls.push_back("page"); }
+  void FocusAddressCell(int row) override { Note(row, "focus"); }
+  void SelectAddressText(int row) override { Note(row, "select"); }
+
+  void Note(int row, const std::string& call) { calls.push_back(std::to_string(row) + " " + call); }
+  std::vector<std::string> calls;
+  int refreshes = 0;
+};
+
+struct FakeCorrection : CorrectionDialog {
+  std::int16_t AskCorrection(const std::string& message, const std::string& title) override {
+    asked.emplace_back(message, title);
+    if (whileOpen) whileOpen();
+    return answer;
+  }
+
+  std::vector<std::pair<std::string, std::string>> asked;
+  std::function<void()> whileOpen;
+  std::int16_t answer = 0;
+};
+
+struct FakeMainWindow : MainWindowView {
+  bool SetFontName(const std::string& name) override {
+    trace.push_back("font " + name);
+    return name != missingFont;
+  }
+  void ShowWindow() override { trace.push_back("show"); }
+  void HideWindow() override { trace.push_back("hide"); }
+  void SelectFirstTab() override { trace.push_back("first tab"); }
+  void TabUpdate() override { trace.push_back("tab update"); }
+  void UnloadOtherWindows() override { trace.push_back("unload others"); }
+
+  explicit FakeMainWindow(Trace& allTrace) : trace(allTrace) {}
+  Trace& trace;
+  std::string missingFont;
+};
+
+struct FakeTray : TrayView {
+  void AddTrayIcon() override { trace.push_back("add icon"); }
+  void RemoveTrayIcon() override { trace.push_back("remove icon"); }
+
+  explicit FakeTray(Trace& allTrace) : trace(allTrace) {}
+  Trace& trace;
+};
+
+/// While it lives, the service runs against it.
+struct FakeService : FakePlatform {
+  FakeService() {
+    serverTable = &table;
+    correctionDialog = &correction;
+    mainWindow = &window;
+    tray = &trayIcon;
+    AppPath = "/program/";
+    QuitRequested = QuitConfirmed = EngineReady = StartHidden = kFalse;
+    SettingsRead = false;
+    ExitStatus = 0;
+    CurrentPage = SavedPage = kSystemPage;
+    WindowHidden = WindowWasShown = false;
+    HousekeepingTicks = 0;
+    PendingCount = 0;
+    UpstreamAnswered = false;
+    Check2 = Check3 = 0;
+    NoCache = kTrue;
+    MatchQuestion = kFalse;
+    ChooseAnswerRules();
+    TOTALQ = ACACHE = ADNS = NOTANSWERED = 0;
+    WTIME = 0;
+    ServerAddress.fill("");
+    ServerDescription.fill("");
+    ServerEnabled.fill(kFalse);
+    ServerWinning.fill(0);
+    ServerResponded.fill(kFalse);
+    TotalWinning = 0;
+    ServerListChanged = kFalse;
+    ResetOwnAddresses();
+    ClearLog();
+  }
+
+  void SetServer(std::size_t slot, const std::string& address, const std::string& description = "",
+                 std::int16_t winning = 0) {
+    ServerAddress[slot] = address;
+    ServerDescription[slot] = description;
+    ServerEnabled[slot] = kTrue;
+    ServerWinning[slot] = winning;
+  }
+
+  FakeServerTable table;
+  FakeCorrection correction;
+  FakeMainWindow window{trace};
+  FakeTray trayIcon{trace};
+
+  /// The log without the time of day, which always is 12:00:00.
+  std::vector<std::string> LogLines() {
+    std::vector<std::string> lines;
+    for (std::string_view rest = LogText(); !rest.empty();) {
+      const std::size_t end = rest.find("\r\n");
+      lines.emplace_back(rest.substr(9, end - 9));
+      rest.remove_prefix(end + 2);
+    }
+    return lines;
+  }
+};
+
+}  // namespace quenvar
