@@ -2,6 +2,7 @@
 #pragma once
 
 #include <numeric>
+#include <optional>
 #include <string>
 
 #include "base/text.h"
@@ -34,10 +35,16 @@ inline bool IsEnabledServer(const std::string& address) {
   return false;
 }
 
+/// The question that answers to `query` are fitted to; what already is an answer asks none.
+inline std::optional<Question> QuestionToMatch(const std::string& query) {
+  const auto question = ReadQuestion(query);
+  return MatchQuestion != kFalse && question && !IsResponse(query) ? question : std::nullopt;
+}
+
 /// Whether a client that has asked `query` may be given `answer`.
 inline bool MayAnswer(const std::string& answer, const std::string& query) {
-  const auto question = ReadQuestion(query);
-  if (MatchQuestion == kFalse || !question) return EqualWithoutCase(ParseQueryName(answer), ParseQueryName(query));
+  const auto question = QuestionToMatch(query);
+  if (!question) return EqualWithoutCase(ParseQueryName(answer), ParseQueryName(query));
   const std::size_t end = question->nameEnd + 4;
   return answer.size() >= end && answer.substr(0, 2) == query.substr(0, 2) &&
          answer.substr(kHeaderBytes, end - kHeaderBytes) == query.substr(kHeaderBytes, end - kHeaderBytes);

@@ -90,9 +90,7 @@ struct Engine : FakeService {
     for (const SentDatagram& datagram : downstream.sent) {
       Query& query = QueryOf(datagram);
       Require(!std::exchange(query.answered, true) && MayAnswer(datagram.message, query.bytes));
-      // Only a readable query of this mode gets an answer that is fitted to it.
-      const bool fitted = MatchQuestion != kFalse && ReadQuestion(query.bytes);
-      Require(fitted || fromServers.contains(datagram.message));
+      Require(QuestionToMatch(query.bytes) || fromServers.contains(datagram.message));
     }
     downstream.sent.clear();
   }
