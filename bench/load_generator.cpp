@@ -4,7 +4,8 @@
 //
 // With --names it asks for the same N names over and over, in every run, each with an identifier of its own, so that an
 // answer is recognised also when it was stored for an earlier query. Without a rate it asks as fast as answers come,
-// with at most `outstanding` queries under way. With --pid it reads the CPU time of that process before and after, so
+// with at most `outstanding` queries under way. The kernel's time of arrival ends a query's wait, so that it does not
+// matter who else wants the core then. With --pid it reads the CPU time of that process before and after, so
 // it must run where that process can be seen. It prints one line (measuring.h).
 #include <getopt.h>
 #include <poll.h>
@@ -38,6 +39,7 @@ struct Options {
 using bench::CpuSeconds;
 using bench::Measured;
 using bench::Now;
+using bench::WallClock;
 
 Options ReadOptions(int argc, char** argv) {
   static const option kNames[] = {
@@ -60,10 +62,38 @@ int OpenSocket(const sockaddr_in& server) {
   const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK, 0);
   const int bufferBytes = 4 << 20;
   setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &bufferBytes, sizeof bufferBytes);
+  const int on = 1;
+  setsockopt(fd, SOL_SOCKET, SO_TIMESTAMPNS, &on, sizeof on);
   if (connect(fd, reinterpret_cast<const sockaddr*>(&server), sizeof server) == 0) return fd;
   std::perror("load_generator");
   std::exit(1);
 }
+
+// Empties what has arrived at the socket, datagram by datagram.
+class Arrivals {
+ public:
+  explicit Arrivals(int fd) : fd_(fd) {}
+
+  /// Seconds on the wall clock at which the next datagram arrived; NaN when there is none.
+  double Next() {
+    msghdr header = {};
+    header.msg_iov = &data_;
+    header.msg_iovlen = 1;
+    header.msg_control = control_;
+    header.msg_controllen = sizeof control_;
+    if (recvmsg(fd_, &header, 0) < 2) return std::nan("");
+    const cmsghdr* const stamp = CMSG_FIRSTHDR(&header);
+    return stamp != nullptr ? bench::Seconds(*reinterpret_cast<const timespec*>(CMSG_DATA(stamp))) : std::nan("");
+  }
+
+  std::size_t Identifier() const { return static_cast<std::size_t>(message_[0] * 256 + message_[1]); }
+
+ private:
+  int fd_;
+  unsigned char message_[65536];
+  alignas(cmsghdr) char control_[CMSG_SPACE(sizeof(timespec))];
+  iovec data_ = {message_, sizeof message_};
+};
 
 class Generator {
  public:
@@ -96,7 +126,7 @@ class Generator {
     const auto identifier = static_cast<std::uint16_t>(number);
     const std::string query = bench::Query(identifier, run + std::to_string(number));
     ++sent_;
-    sentAt_[identifier] = Now();
+    sentAt_[identifier] = WallClock();
     if (send(fd_, query.data(), query.size(), 0) < 0) std::perror("load_generator");
   }
 
@@ -109,18 +139,18 @@ class Generator {
   }
 
   void Collect() {
-    unsigned char message[65536];
-    while (recv(fd_, message, sizeof message, 0) >= 2) {
-      double& sentAt = sentAt_[static_cast<std::size_t>(message[0] * 256 + message[1])];
+    for (double arrival; !std::isnan(arrival = arrivals_.Next());) {
+      double& sentAt = sentAt_[arrivals_.Identifier()];
       if (sentAt == 0) continue;
-      lastAnswer_ = Now();
-      measured_.latencySeconds.push_back(lastAnswer_ - sentAt);
+      measured_.latencySeconds.push_back(arrival - sentAt);
       sentAt = 0;
+      lastAnswer_ = Now();
       ++answered_;
     }
   }
 
   int fd_;
+  Arrivals arrivals_{fd_};
   Options options_;
   Measured measured_;
   std::vector<double> sentAt_ = std::vector<double>(65536);

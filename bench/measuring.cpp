@@ -17,7 +17,7 @@ namespace {
 double ReadClock(clockid_t clock) {
   timespec time;
   if (clock_gettime(clock, &time) != 0) return std::nan("");
-  return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+  return Seconds(time);
 }
 
 /// The file of a process in /proc.
@@ -49,7 +49,13 @@ double Percentile(const std::vector<double>& sorted, double share) {
 
 }  // namespace
 
+double Seconds(const timespec& time) {
+  return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+}
+
 double Now() { return ReadClock(CLOCK_MONOTONIC); }
+
+double WallClock() { return ReadClock(CLOCK_REALTIME); }
 
 double CpuSeconds(int pid) {
   clockid_t clock;

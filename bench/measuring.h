@@ -1,12 +1,19 @@
 // What the load generators measure: the time of each answer, and what a process used for them.
 #pragma once
 
+#include <time.h>
+
 #include <vector>
 
 namespace bench {
 
+double Seconds(const timespec& time);
+
 /// Seconds of a clock that is never set.
 double Now();
+
+/// Seconds since 1970, the time that the kernel stamps datagrams with.
+double WallClock();
 
 /// CPU time of a process and of its children that have ended; not a number for a process that cannot be seen.
 double CpuSeconds(int pid);
