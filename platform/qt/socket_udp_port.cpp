@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <QSocketNotifier>
+#include <algorithm>
 #include <cerrno>
 
 #include "platform/posix/ipv4_text.h"
@@ -37,7 +38,14 @@ sockaddr_in SocketAddress(std::uint32_t address, std::uint16_t port) {
 }  // namespace
 
 SocketUdpPort::SocketUdpPort(QtEventLoop& events) : events_(events) {
-  events_.AtEndOfBatch([this] { outbox_.Flush(socket_); });
+  events_.AtEndOfBatch([this] {
+    outbox_.Flush(socket_);
+    // A handler that lets events run, or waits in a box, lets the rest of its inbox run too: the kernel, which no
+    // longer has these datagrams, will not report them.
+    if (notifier_ && HoldsDatagrams())
+      QMetaObject::invokeMethod(
+          notifier_.get(), [this] { Drain(); }, Qt::QueuedConnection);
+  });
 }
 
 SocketUdpPort::~SocketUdpPort() { Deactivate(); }
@@ -83,6 +91,10 @@ bool SocketUdpPort::Send(std::string_view message) {
   const sockaddr_in to = SocketAddress(*remoteAddress_, static_cast<std::uint16_t>(remotePort_));
   outbox_.Add(to, replySources_ ? replySources_->Find(to.sin_addr.s_addr, to.sin_port) : 0, message);
   return (events_.InBatch() && !outbox_.Full()) || outbox_.Flush(socket_);
+}
+
+bool SocketUdpPort::HoldsDatagrams() const {
+  return std::any_of(inboxes_.begin(), inboxes_.end(), [](const auto& inbox) { return !inbox->Empty(); });
 }
 
 void SocketUdpPort::Drain() {

@@ -37,6 +37,7 @@ class SocketUdpPort final : public UdpPort {
   bool Send(std::string_view message) override;
 
  private:
+  bool HoldsDatagrams() const;
   void Drain();
   void Handle(UdpInbox& inbox);
 

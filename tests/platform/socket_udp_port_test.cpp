@@ -126,6 +126,20 @@ TEST_F(UdpSockets, WhatArrivedFirstIsHandledFirst) {
   EXPECT_EQ(order, "abc");
 }
 
+TEST_F(UdpSockets, AHandlerThatWaitsLetsTheRestBehindItHaveItsTurn) {
+  ASSERT_EQ(port.Activate(), 0);
+  QEventLoop box;
+  bool inTime = false;
+  onData = [&](std::string_view message, const std::string&, std::int32_t) {
+    if (message == "2") return box.quit();
+    QTimer::singleShot(2000, &box, [&] { box.exit(1); });
+    inTime = box.exec() == 0;
+  };
+  Send("1");
+  Send("2");
+  EXPECT_TRUE(Wait([&] { return inTime; }));
+}
+
 // As a handler does that shows a box.
 TEST_F(UdpSockets, AHandlerThatWaitsForEventsHoldsNothingBack) {
   ASSERT_EQ(port.Activate(), 0);
