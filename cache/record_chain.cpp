@@ -56,6 +56,7 @@ bool WriteAnswer(std::string_view name, std::string_view value) {
 }  // namespace
 
 std::string CacheLookup(std::string_view name) {
+  if (name.size() > kLongestName) return {};
   std::string value;
   std::string key = UpperCase(name);
   for (int i = 0; i < kMostRecords; ++i) {

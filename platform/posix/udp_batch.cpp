@@ -88,11 +88,14 @@ bool UdpOutbox::Flush(int socket) {
     SetSource(header, item.source);
   }
   bool all = true;
+  std::size_t waitedFor = kSize;
   for (std::size_t sent = 0; sent < count_;) {
     const int count = sendmmsg(socket, headers.data() + sent, static_cast<unsigned>(count_ - sent), 0);
     if (count > 0) {
       sent += static_cast<std::size_t>(count);
-    } else if ((errno != EAGAIN && errno != ENOBUFS) || !WaitForRoom(socket)) {
+    } else if (waitedFor != sent && (errno == EAGAIN || errno == ENOBUFS) && WaitForRoom(socket)) {
+      waitedFor = sent;
+    } else {
       ++sent;
       all = false;
     }

@@ -155,6 +155,7 @@ RecordStore::Result SqliteRecordStore::OpenTable() {
   delete_ = connection_.Prepare("DELETE FROM ipcache WHERE rowid = ?1");
   begin_ = connection_.Prepare("BEGIN IMMEDIATE");
   commit_ = connection_.Prepare("COMMIT");
+  version_ = connection_.Prepare("PRAGMA data_version");
   // Opening may wait a moment for another program; a query may not.
   sqlite3_busy_timeout(connection_.Handle(), 0);
   return {};
@@ -163,7 +164,8 @@ RecordStore::Result SqliteRecordStore::OpenTable() {
 void SqliteRecordStore::Close() {
   Flush();
   ForgetRecords();
-  for (SqliteStatement* statement : {&seek_, &insert_, &update_, &delete_, &begin_, &commit_}) statement->reset();
+  for (SqliteStatement* statement : {&seek_, &insert_, &update_, &delete_, &begin_, &commit_, &version_})
+    statement->reset();
   connection_.Close();
 }
 
@@ -196,6 +198,8 @@ KnownRecords::Record* SqliteRecordStore::Read(std::string_view key) {
   }
   // A statement that is not reset would keep the file from being tidied up.
   sqlite3_reset(seek_.get());
+  // The failure of a read can undo the whole group, of which the known records tell.
+  if (record == nullptr && groupOpen_ && sqlite3_get_autocommit(connection_.Handle())) Rollback();
   return record;
 }
 
@@ -221,9 +225,9 @@ bool SqliteRecordStore::Delete() {
   return true;
 }
 
-// After a failure the database may have undone more than this.
+// Nothing is written outside of a group. After a failure the database may have undone more than this.
 bool SqliteRecordStore::Write(const SqliteStatement& statement) {
-  if (Run(statement)) return true;
+  if (groupOpen_ && Run(statement)) return true;
   ForgetRecords();
   return false;
 }
@@ -233,10 +237,19 @@ void SqliteRecordStore::ForgetRecords() {
   current_ = nullptr;
 }
 
+// Another program may have changed the file between two groups.
+void SqliteRecordStore::ForgetRecordsIfChanged() {
+  sqlite3_step(version_.get());
+  const int version = sqlite3_column_int(version_.get(), 0);
+  sqlite3_reset(version_.get());
+  if (version != std::exchange(knownVersion_, version)) ForgetRecords();
+}
+
 bool SqliteRecordStore::Begin() {
   if (groupOpen_) return true;
   if (!Run(begin_)) return false;
   groupOpen_ = true;
+  ForgetRecordsIfChanged();
   groupBegin_ = std::chrono::steady_clock::now();
   if (flushLater_) flushLater_();
   return true;

@@ -53,6 +53,7 @@ class SqliteRecordStore : public RecordStore {
   KnownRecords::Record* Read(std::string_view key);
   bool Write(const SqliteStatement& statement);
   void ForgetRecords();
+  void ForgetRecordsIfChanged();
   void ReadAhead(const std::string& path);
 
   WaitNotice* notice_;
@@ -64,6 +65,8 @@ class SqliteRecordStore : public RecordStore {
   SqliteStatement delete_;
   SqliteStatement begin_;
   SqliteStatement commit_;
+  SqliteStatement version_;
+  int knownVersion_ = 0;
   bool groupOpen_ = false;
   std::chrono::steady_clock::time_point groupBegin_;
   KnownRecords known_;

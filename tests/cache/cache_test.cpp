@@ -18,6 +18,19 @@
 #include "tests/cache/cache_surroundings.h"
 #include "tests/fakes/fake_record_store.h"
 
+namespace {
+
+bool readFails = false;
+
+}  // namespace
+
+// Between SQLite and the system.
+extern "C" ssize_t pread64(int file, void* bytes, std::size_t count, off64_t at) {
+  if (!std::exchange(readFails, false)) return pread(file, bytes, count, at);
+  errno = ETIMEDOUT;
+  return -1;
+}
+
 namespace quenvar {
 namespace {
 
@@ -96,7 +109,7 @@ TEST_F(Cache, ReadsABrokenChainOrARingAsAMissAndReplacesIt) {
   using namespace std::string_literals;
   const std::string piece = '\1' + std::string(249, 'x');
   for (const auto& broken : {piece + "GONE!", piece + "r.exa", piece + "RING2", "\1r.exa"s, "\1abcd"s, ""s}) {
-    EXPECT_TRUE(CacheInsertRecord("RING2", piece + "r.exa"));
+    EXPECT_TRUE(store.Begin() && CacheInsertRecord("RING2", piece + "r.exa"));
     EXPECT_TRUE(CacheInsertRecord("r.exa", broken));
     EXPECT_EQ(CacheLookup("r.exa"), "") << broken;
     CacheStore("r.exa", ValueOf(300));
@@ -114,6 +127,32 @@ TEST_F(Cache, KeepsTheOldAnswerWhenAStoreFailsMidway) {
     CacheStore("a.example", ValueOf(601));
     EXPECT_EQ(CacheLookup("a.example"), ValueOf(600)) << writes;
   }
+}
+
+// SQLite undoes a whole group then, and gives its row numbers to others.
+TEST_F(Cache, GivesNoNameTheAnswerOfAnotherAfterAFailedRead) {
+  StoreHosts(2000, 200);
+  CloseCache();
+  OpenCache();
+  CacheStore("a.example", "lost");
+  readFails = true;
+  for (unsigned host = 0; readFails && host < 2000; ++host) CacheLookup(HostName(host));
+  ASSERT_FALSE(readFails) << "nothing was read";
+  CacheStore("c.example", "of c");
+  CacheStore("a.example", "of a");
+  CloseCache();
+  OpenCache();
+  EXPECT_EQ(CacheLookup("c.example"), "of c");
+  EXPECT_EQ(CacheLookup("a.example"), "of a");
+}
+
+TEST_F(Cache, NoticesWhatAnotherProgramHasDoneToTheFile) {
+  CacheStore("c.example", "old");
+  Sql("DELETE FROM ipcache");
+  Sql("INSERT INTO ipcache (IPNAME, IPNUMBER) VALUES ('D.EXAMPLE', X'0064')");  // in the same row
+  CacheStore("c.example", "new");
+  EXPECT_EQ(CacheLookup("c.example"), "new");
+  EXPECT_EQ(CacheLookup("d.example"), "d");
 }
 
 TEST_F(Cache, StartsOverWhateverLiesInTheWay) {
