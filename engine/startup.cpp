@@ -37,7 +37,8 @@ bool SettingsRead = false;
 namespace {
 
 constexpr std::uint16_t kAnyPort = 0;
-constexpr int kFailedStart = 1;
+/// Unlike that of a run-time error: starting again would fail again.
+constexpr int kFailedStart = 2;
 
 std::string FindAppPath() {
   std::string directory = platform.files->ProgramDirectory();
@@ -93,8 +94,10 @@ void ReportStartError(int error) {
   WriteFailureToLog("Initialisation error:" + std::to_string(error) + ", please check your TCP/IP setup.");
   if (error == EACCES)
     platform.process->Report(
-        "Port 53 may be opened by root only: start Quenvar with \"sudo ./run\", or open low ports to all programs of "
-        "this machine with \"sudo sysctl net.ipv4.ip_unprivileged_port_start=53\".");
+        "Port 53 may be opened by root only. Renew the right of an installed Quenvar with \"sudo dpkg-reconfigure "
+        "quenvar\", start one that was built with \"sudo ./run\", or open low ports to all programs of this machine "
+        "with "
+        "\"sudo sysctl net.ipv4.ip_unprivileged_port_start=53\".");
 }
 
 void FailStart(int error) {

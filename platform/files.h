@@ -14,8 +14,8 @@ class Files {
   /// The program directory, with or without a separator at its end.
   virtual std::string ProgramDirectory() = 0;
   virtual char Separator() = 0;
-  /// The path of a file that comes with the program: in the program directory or, where it is not there, beside the
-  /// executable.
+  /// The path of a file that comes with the program: in the program directory or, where it is not there, where it was
+  /// installed.
   virtual std::string InstalledFile(const std::string& name) = 0;
 
   /// The names of the plain files in a directory, in no order; none when it cannot be read.

@@ -19,14 +19,16 @@ fs::path ExecutableDirectory() {
   return fs::read_symlink(kOwnProgram, ignored).parent_path();
 }
 
+bool IsInstalled() { return ExecutableDirectory() == QUENVAR_BIN_DIRECTORY; }
+
 }  // namespace
 
 std::string DiskFiles::ProgramDirectory() {
   std::error_code ignored;
   std::string own = ExecutableDirectory();
-  if (!own.empty() && access(own.c_str(), W_OK) == 0) return own;
-  fs::create_directories(fallback_, ignored);
-  return fallback_;
+  if (!own.empty() && !IsInstalled() && access(own.c_str(), W_OK) == 0) return own;
+  fs::create_directories(userDirectory_, ignored);
+  return userDirectory_;
 }
 
 std::vector<std::string> DiskFiles::List(const std::string& directory) {
@@ -44,7 +46,8 @@ std::optional<std::string> DiskFiles::Read(const std::string& path) { return Rea
 std::string DiskFiles::InstalledFile(const std::string& name) {
   std::error_code ignored;
   const fs::path own = fs::path(ProgramDirectory()) / name;
-  return fs::exists(own, ignored) ? own : ExecutableDirectory() / name;
+  if (fs::exists(own, ignored)) return own;
+  return (IsInstalled() ? fs::path(QUENVAR_DATA_DIRECTORY) : ExecutableDirectory()) / name;
 }
 
 bool DiskFiles::MayReplace(const std::string& path) {

@@ -7,8 +7,9 @@ namespace quenvar {
 /// Files of the machine's file system.
 class DiskFiles final : public Files {
  public:
-  /// `fallback` is used, and made where needed, when the executable's own directory cannot be written to.
-  explicit DiskFiles(std::string fallback) : fallback_(std::move(fallback)) {}
+  /// `userDirectory` is the program directory, made where needed, when the program was installed for all users, or its
+  /// own directory cannot be written to.
+  explicit DiskFiles(std::string userDirectory) : userDirectory_(std::move(userDirectory)) {}
 
   std::string ProgramDirectory() override;
   char Separator() override { return '/'; }
@@ -19,7 +20,7 @@ class DiskFiles final : public Files {
   bool Delete(const std::string& path) override;
 
  private:
-  std::string fallback_;
+  std::string userDirectory_;
 };
 
 }  // namespace quenvar

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "platform/posix/bound_socket.h"
 #include "platform/posix/ipv4_text.h"
 #include "platform/qt/qt_event_loop.h"
 
@@ -59,18 +60,10 @@ void SocketUdpPort::Deactivate() {
 
 int SocketUdpPort::Activate() {
   Deactivate();
-  const int opened = socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-  if (opened < 0) return ErrorNumber(errno);
-  SetBuffer(opened, SO_RCVBUFFORCE, SO_RCVBUF);
-  SetBuffer(opened, SO_SNDBUFFORCE, SO_SNDBUF);
-  // Without SO_REUSEADDR: with it, a port that another program holds would go unnoticed.
-  const sockaddr_in local = SocketAddress(INADDR_ANY, localPort_);
-  if (bind(opened, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) {
-    const int error = ErrorNumber(errno);
-    close(opened);
-    return error;
-  }
-  socket_ = opened;
+  socket_ = BoundSocket(SOCK_DGRAM, localPort_);
+  if (socket_ < 0) return ErrorNumber(errno);
+  SetBuffer(socket_, SO_RCVBUFFORCE, SO_RCVBUF);
+  SetBuffer(socket_, SO_SNDBUFFORCE, SO_SNDBUF);
   replySources_ = localPort_ != 0 ? std::make_unique<ReplySources>() : nullptr;
   const int wanted = replySources_ ? 1 : 0;
   setsockopt(socket_, IPPROTO_IP, IP_PKTINFO, &wanted, sizeof wanted);

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <limits>
 
+#include "platform/posix/bound_socket.h"
 #include "platform/udp_port.h"
 
 namespace quenvar {
@@ -129,17 +130,9 @@ int SocketTcpListener::Activate() {
 }
 
 int SocketTcpListener::Listen() {
-  descriptor_ = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  descriptor_ = BoundSocket(SOCK_STREAM, localPort_);
   if (descriptor_ == -1) return errno;
-  // Connections of an earlier run that are still winding down do not hold the port; a listener does.
-  const int on = 1;
-  setsockopt(descriptor_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
   TcpStream::SetBuffers(descriptor_);
-  sockaddr_in local{};
-  local.sin_family = AF_INET;
-  local.sin_port = htons(localPort_);
-  local.sin_addr.s_addr = htonl(INADDR_ANY);
-  if (bind(descriptor_, reinterpret_cast<const sockaddr*>(&local), sizeof local) == -1) return errno;
   return listen(descriptor_, SOMAXCONN) == -1 ? errno : 0;
 }
 

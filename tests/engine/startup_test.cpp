@@ -57,7 +57,7 @@ TEST_F(StartAndEnd, ATakenPortShowsItsBoxAndKeepsTheList) {
   downstream.bindError = kErrorAddressInUse;
   Startup();
   EXPECT_EQ(Value("NAMESERVER", "DNS_0_NAME"), "10.1.0.1");
-  EXPECT_EQ(trace.back(), "quit 1");
+  EXPECT_EQ(trace.back(), "quit 2");
 }
 
 TEST_F(StartAndEnd, OtherSocketErrorsGoToTheLogAndStandardError) {
@@ -69,13 +69,13 @@ TEST_F(StartAndEnd, OtherSocketErrorsGoToTheLogAndStandardError) {
   EXPECT_NE(process.reports[1].find("sudo ./run"), std::string::npos);
   EXPECT_TRUE(boxes.shown.empty());
   EXPECT_EQ(Value("NAMESERVER", "DNS_2_NAME"), "10.1.0.3");
-  EXPECT_EQ(trace.back(), "quit 1");
+  EXPECT_EQ(trace.back(), "quit 2");
 }
 
 TEST_F(StartAndEnd, WithoutItsFontTheProgramEnds) {
   window.missingFont = "Tahoma";
   Startup();
-  EXPECT_EQ(trace, (Trace{"font Arial", "font Tahoma", "box Quenvar", "quit 1"}));
+  EXPECT_EQ(trace, (Trace{"font Arial", "font Tahoma", "box Quenvar", "quit 2"}));
   window.missingFont = "Arial";
   trace.clear();
   Startup();

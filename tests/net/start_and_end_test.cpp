@@ -103,7 +103,7 @@ TEST_F(Startup, ATakenPortIsReportedInABoxAndTheListIsKept) {
   ASSERT_TRUE(screen.Shows("Error")) << program.StandardError();
   EXPECT_EQ(screen.Count("Quenvar"), 0) << "the window is never shown";
   screen.PressEnter("Error");
-  EXPECT_EQ(program.Wait(), 1);
+  EXPECT_EQ(program.Wait(), 2);
   EXPECT_EQ(home_.Setting("DNS_0_NAME"), ServerAt(1));
   EXPECT_EQ(home_.Setting("DNS_0_ENABLED"), "Yes");
   EXPECT_EQ(home_.Setting("NOCACHE"), "Yes");
@@ -111,7 +111,7 @@ TEST_F(Startup, ATakenPortIsReportedInABoxAndTheListIsKept) {
 
 TEST_F(Startup, AUserWhoMayNotBindPort53IsToldOnStandardError) {
   Program program(home_, {.serves = false, .mayBindPort53 = false});
-  EXPECT_EQ(program.Wait(), 1);
+  EXPECT_EQ(program.Wait(), 2);
   for (const char* text : {"Initialisation error:13, please check your TCP/IP setup.", "sudo ./run"})
     EXPECT_NE(program.StandardError().find(text), std::string::npos) << program.StandardError();
   EXPECT_EQ(home_.Setting("DNS_0_NAME"), ServerAt(1));
