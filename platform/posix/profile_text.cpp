@@ -86,7 +86,8 @@ std::optional<std::string> ProfileText::Find(std::string_view sectionName, std::
   Section& section = sections_[found->second];
   const auto line = section.keys.find(UpperCase(key));
   if (line == section.keys.end()) return std::nullopt;
-  return std::string(ValueOf(section.Line(line->second)));
+  // Read as it is written: a code 0 that a damaged file holds is a blank.
+  return std::string(ValueOf(OneLine(section.Line(line->second))));
 }
 
 ProfileText::Section& ProfileText::SectionFor(std::string_view name) {
