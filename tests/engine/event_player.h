@@ -1,0 +1,165 @@
+// Plays events to the service in any order, and looks after each at its tables and at what the clients get.
+#pragma once
+
+#include <algorithm>
+#include <set>
+
+#include "cache/answer_cache.h"
+#include "tests/engine/invariants.h"
+#include "tests/fakes/dns_message.h"
+#include "tests/fakes/fake_record_store.h"
+#include "tests/fakes/fake_service.h"
+#include "tests/fuzz/input.h"
+
+namespace quenvar {
+
+class EventPlayer : public FakeService {
+ public:
+  /// `seed`: of the keys that the cache draws.
+  EventPlayer(bool matchQuestion, std::size_t seed) {
+    process.random.seed(static_cast<unsigned>(seed % 1000000));
+    platform.records = &records;
+    OpenCache();
+    NoCache = kFalse;
+    MatchQuestion = matchQuestion ? kTrue : kFalse;
+    ChooseAnswerRules();
+    for (std::size_t row = 0; row < 3; ++row) SetServer(row, kServers[row]);
+    boxes.whileOpen = correction.whileOpen = [this] { TakeStep(); };
+  }
+
+  /// The event that the next bytes of `choices` stand for. Also called from within itself, wherever the service lets
+  /// events run or asks the user.
+  void TakeStep() {
+    if (depth == 3 || choices.AtEnd()) return;
+    ++depth;
+    if (choices.Below(2) == 0) events.onNextYield = boxes.whileOpen;
+    boxes.answer = OneOf({BoxAnswer::Ok, BoxAnswer::Cancel});
+    const std::size_t what = choices.Byte();
+    if (what < 110) Ask();
+    if (what >= 110 && what < 190) Answer();
+    if (what >= 190 && what < 215) LetTimePass();
+    if (what >= 215 && what < 230) OnTimer1();
+    if (what >= 230 && what < 243) EditAddress();
+    // The box of a row without a usable address cannot be ticked.
+    const int row = static_cast<int>(what % kServerRows);
+    if (what >= 243 && what < 251 && IsServerUsable(row)) SetServerEnabled(row, choices.Below(4) != 0);
+    if (what == 251) ResetServerStatistics();
+    if (what == 252) ClearStatistics();
+    if (what == 253) GrowOld();
+    if (what == 254) ClickCheck3(choices.Below(3) == 0);
+    if (what == 255 && choices.Below(2) == 0) ConfirmAndDeleteCache();
+    for (int left = what == 255 && depth == 1 ? kPendingSlots : 0; left > 0; --left) Ask();
+    Check();
+    --depth;
+  }
+
+  Input choices{nullptr, 0};
+  /// What does not hold; empty as long as all is well.
+  std::string fault;
+
+ private:
+  // The second one answers as 10.1.0.2; the last one is never in a row.
+  static inline const std::string kServers[] = {"10.1.0.1", "10.1.0.02", "10.1.0.3", "10.1.0.2", "192.0.2.1"};
+
+  // A copy with nothing behind it, so that reading too far is noticed.
+  struct Exact : std::vector<char> {
+    explicit Exact(const std::string& text) : std::vector<char>(text.begin(), text.end()) {}
+    operator std::string_view() const { return {data(), size()}; }
+  };
+
+  void Require(bool holds, const char* otherwise) {
+    if (!holds && fault.empty()) fault = otherwise;
+  }
+  template <typename Choice>
+  Choice OneOf(std::initializer_list<Choice> list) {
+    return list.begin()[choices.Below(list.size())];
+  }
+  std::string Changed(std::string message) {
+    const std::size_t at = choices.Byte();
+    if (at < message.size()) message[at] = static_cast<char>(message[at] ^ static_cast<char>(choices.Byte()));
+    return message;
+  }
+  // Every query has a port of its own.
+  const std::string& QueryFrom(std::int32_t port) { return queries[static_cast<std::size_t>(port)]; }
+
+  void Ask() {
+    const char* const name = OneOf({"a.example", "A.Example", "b.example", "B.EXAMPLE", "4.3.2.1.in-addr.arpa", ""});
+    const RecordType type = OneOf({kA, kA, kAaaa});
+    std::string query = QueryFor(name, type, static_cast<std::uint16_t>(choices.Below(4)));
+    const std::size_t strange = choices.Below(16);
+    if (strange == 1) query = Changed(query);
+    if (strange == 2) query = choices.Text();
+    queries.push_back(query);
+    OnClientDatagram(Exact(query), "10.0.0.9", static_cast<std::int32_t>(queries.size()) - 1);
+  }
+
+  // Late and doubled ones, failures, damaged ones and a stranger's too.
+  void Answer() {
+    if (queries.empty()) return;
+    const std::string query = queries[queries.size() - 1 - choices.Below(std::min<std::size_t>(queries.size(), 200))];
+    const int code = OneOf({0, 0, 0, 2});
+    std::string answer = query.size() < kHeaderBytes ? query : ReplyTo(query, "100", Record(kA, 30), code);
+    const std::size_t strange = choices.Below(16);
+    if (strange == 1) answer = Changed(answer);
+    if (strange == 2) answer = choices.Text();
+    if (strange == 3 && query.size() >= kHeaderBytes) answer = ReplyTo(query, "123", choices.Text(), code);
+    const std::string& server = kServers[choices.Below(std::size(kServers))];
+    const std::int32_t port = OneOf({53, 53, 53, 54});
+    const bool known = port == 53 && IsEnabledServer(server);
+    const bool matches = MatchQuestion != kFalse;
+    const bool settles = !matches || (known && code == 0 && strange == 0 && IsPending(query) && QuestionToMatch(query));
+    const std::string key = answerRules->KeyOf(matches ? query : answer);
+    const auto before = std::pair(downstream.sent.size(), records.records.size());
+    OnServerDatagram(Exact(answer), server, port);
+    Require(!matches || known || std::pair(downstream.sent.size(), records.records.size()) == before,
+            "a stranger is believed");
+    Require(!settles || FindWaiting(key) == -1, "a client waits on");
+  }
+  bool IsPending(const std::string& query) {
+    return std::any_of(PendingTable.begin(), PendingTable.begin() + PendingCount,
+                       [&](const PendingRequest& request) { return QueryFrom(request.ClientPort) == query; });
+  }
+
+  void LetTimePass() {
+    const std::size_t milliseconds = choices.Byte() << choices.Below(24);
+    clock.now = static_cast<std::int32_t>(static_cast<std::uint32_t>(clock.now) + milliseconds);
+    clock.second += OneOf({0, 1, 20, -2});
+  }
+  void EditAddress() {
+    correction.answer = static_cast<std::int16_t>(choices.Below(3));
+    const char* const text = OneOf({"", "10.1.0.1", "10.1.0.2", " 10.1.0.3 ", "10.1.0.03", "1.2.3", "x", "127.0.0.1"});
+    CommitAddressEdit(static_cast<int>(choices.Below(kServerRows)), text);
+  }
+  // As after months: ageing is near.
+  void GrowOld() {
+    TOTALQ = ADNS = 9990;
+    if (ServerAddress[0].empty()) return;
+    ServerWinning[0] = static_cast<std::int16_t>(ServerWinning[0] + 9990 - TotalWinning);
+    TotalWinning = 9990;
+  }
+
+  void Check() {
+    for (const SentDatagram& answer : std::exchange(downstream.sent, {})) {
+      Require(MayAnswer(answer.message, QueryFrom(answer.port)), "an answer to another question");
+      Require(answered.insert(answer.port).second, "answered twice");
+    }
+    const std::string wrong = FaultInTables();
+    Require(wrong.empty(), wrong.c_str());
+    std::set<std::int32_t> ports;
+    for (std::size_t slot = 0; slot < static_cast<std::size_t>(PendingCount); ++slot) {
+      const PendingRequest& request = PendingTable[slot];
+      Require(ports.insert(request.ClientPort).second, "twice in the table");
+      Require(request.Name == answerRules->KeyOf(QueryFrom(request.ClientPort)), "another name in the table");
+      Require(request.Waits() != answered.contains(request.ClientPort), "waits although answered, or the reverse");
+    }
+    upstream.sent.clear();
+    for (Trace* const grown : {&trace, &profile.written, &table.calls}) grown->clear();
+  }
+
+  FakeRecordStore records;
+  std::vector<std::string> queries;
+  std::set<std::int32_t> answered;
+  int depth = 0;
+};
+
+}  // namespace quenvar
