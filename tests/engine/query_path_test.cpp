@@ -1,6 +1,7 @@
 #include "engine/query_path.h"
 
 #include "cache/answer_cache.h"
+#include "tests/fakes/dns_message.h"
 #include "tests/fakes/fake_record_store.h"
 #include "tests/fakes/service.h"
 
@@ -23,7 +24,7 @@ class QueryPath : public Service {
   }
 
   static void Ask(const std::string& name, const std::string& client = "10.0.0.9", std::int32_t port = 4000) {
-    OnClientDatagram(Message(name), client, port);
+    OnClientDatagram(QueryFor(name), client, port);
   }
 
   FakeRecordStore records;
@@ -36,7 +37,7 @@ TEST_F(QueryPath, TheFirstAnswerGoesToAllWhoWaitOldestFirst) {
   Ask("other.example", "10.0.0.9", 2);
   Ask("nAME.example", "10.0.0.10", 3);
   clock.now = 150;
-  const std::string answer = Message("name.EXAMPLE", 42) + "answer";
+  const std::string answer = QueryFor("name.EXAMPLE", kA, 42) + "answer";
   OnServerDatagram(answer, "10.1.0.8", 53);
   EXPECT_EQ(downstream.sent, (std::vector<SentDatagram>{{"10.0.0.9", 1, answer}, {"10.0.0.10", 3, answer}}));
   EXPECT_EQ(ADNS, 2);
@@ -55,7 +56,7 @@ TEST_F(QueryPath, TheFirstAnswerGoesToAllWhoWaitOldestFirst) {
 }
 
 TEST_F(QueryPath, AnAnswerWithinTheForwardingFindsItsRequest) {
-  events.onNextYield = [] { OnServerDatagram(Message("a.example"), "10.1.0.1", 53); };
+  events.onNextYield = [] { OnServerDatagram(QueryFor("a.example"), "10.1.0.1", 53); };
   Ask("a.example");
   EXPECT_EQ(downstream.sent.size(), 1u);
   EXPECT_EQ(upstream.sent.size(), 3u) << "the other servers are asked all the same";
@@ -63,7 +64,7 @@ TEST_F(QueryPath, AnAnswerWithinTheForwardingFindsItsRequest) {
 
 TEST_F(QueryPath, AStrangersAnswerIsRelayedWithAnEmptyServer) {
   Ask("4.3.2.1.in-addr.arpa");
-  OnServerDatagram(Message("4.3.2.1.in-addr.arpa"), "192.0.2.1", 53);
+  OnServerDatagram(QueryFor("4.3.2.1.in-addr.arpa"), "192.0.2.1", 53);
   EXPECT_EQ(downstream.sent.size(), 1u);
   EXPECT_EQ(LogLines(), (std::vector<std::string>{"Q: 10.0.0.9 for: 1.2.3.4", "A: : 1.2.3.4 [in0ms]"}));
   EXPECT_EQ(ADNS, 1);
@@ -102,13 +103,13 @@ TEST_F(QueryPath, AHitIsAnsweredAtOnceAndForwardedAndItsGainMeasured) {
   EXPECT_EQ(ACACHE, 1);
 
   clock.now = 1030;
-  OnServerDatagram(Message("www.example.com"), "10.1.0.4", 53);
+  OnServerDatagram(QueryFor("www.example.com"), "10.1.0.4", 53);
   EXPECT_EQ(WTIME, 30);
   EXPECT_EQ(PendingCount, 0);
   EXPECT_EQ(downstream.sent.size(), 1u);
   EXPECT_EQ(LogLines().size(), 2u) << "the answer that settles the request writes no line";
   EXPECT_EQ(ServerWinning[3], 9);
-  EXPECT_EQ(CacheLookup("www.example.com"), Message("www.example.com"));
+  EXPECT_EQ(CacheLookup("www.example.com"), QueryFor("www.example.com"));
 
   Ask("www.example.com");
   ASSERT_EQ(upstream.sent.size(), 4u) << "to the best one after";
@@ -123,7 +124,7 @@ TEST_F(QueryPath, WithoutCacheNothingIsReadStoredOrGained) {
   Ask("a.example");
   EXPECT_EQ(downstream.sent.size(), 1u);
   clock.now = 500;
-  OnServerDatagram(Message("a.example") + "new", "10.1.0.1", 53);
+  OnServerDatagram(QueryFor("a.example") + "new", "10.1.0.1", 53);
   EXPECT_EQ(WTIME, 0);
   EXPECT_EQ(PendingCount, 0);
   EXPECT_EQ(CacheLookup("a.example"), "stored");
@@ -133,7 +134,7 @@ TEST_F(QueryPath, AWaitAcrossTheWrapOfTheTicksLeavesNoLineButIsAnswered) {
   clock.now = 2147483647;
   Ask("a.example");
   clock.now = -2147483648;
-  OnServerDatagram(Message("a.example"), "10.1.0.1", 53);
+  OnServerDatagram(QueryFor("a.example"), "10.1.0.1", 53);
   EXPECT_EQ(downstream.sent.size(), 1u);
   EXPECT_EQ(LogLines().size(), 1u);
   EXPECT_EQ(PendingCount, 0);

@@ -7,7 +7,9 @@
 
 namespace quenvar {
 
-enum RecordType : std::uint16_t { kA = 1, kNs = 2, kCname = 5, kSoa = 6, kMx = 15, kAaaa = 28, kOpt = 41, kAny = 255 };
+using RecordType = std::uint16_t;
+inline constexpr RecordType kA = 1, kNs = 2, kCname = 5, kSoa = 6, kMx = 15, kTxt = 16, kAaaa = 28, kOpt = 41,
+                            kAny = 255;
 
 inline std::string Bytes16(std::uint32_t value) {
   return {static_cast<char>(value >> 8 & 0xFF), static_cast<char>(value & 0xFF)};
@@ -27,13 +29,13 @@ inline std::string WireName(std::string_view name) {
   return wire + '\0';
 }
 
-inline std::string QueryFor(const std::string& name, std::uint16_t type = kA, std::uint16_t identifier = 1) {
+inline std::string QueryFor(const std::string& name, RecordType type = kA, std::uint16_t identifier = 1) {
   return Bytes16(identifier) + "\1" + std::string("\0\0\1\0\0\0\0\0\0", 9) + WireName(name) + Bytes16(type) +
          Bytes16(1);
 }
 
 /// A record that belongs to the question's name, which it points to.
-inline std::string Record(std::uint16_t type, std::uint32_t lifetime, const std::string& data = "data") {
+inline std::string Record(RecordType type, std::uint32_t lifetime, const std::string& data = "data") {
   return "\xC0\x0C" + Bytes16(type) + Bytes16(1) + Bytes32(lifetime) +
          Bytes16(static_cast<std::uint32_t>(data.size())) + data;
 }
@@ -42,7 +44,7 @@ inline std::string SoaRecord(std::uint32_t lifetime, std::uint32_t minimum) {
   return Record(kSoa, lifetime, std::string(18, '\0') + Bytes32(minimum));
 }
 
-/// An answer with as many records in its sections as the three digits of `counts` say.
+/// An answer with as many records in its sections as the three digits of `counts` say. `code`: the fourth byte.
 inline std::string ReplyTo(const std::string& query, std::string_view counts = "000", const std::string& records = "",
                            int code = 0) {
   std::string reply = query;

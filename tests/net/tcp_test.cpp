@@ -1,7 +1,6 @@
 // The relay of TCP connections, with real clients on one side and name servers on the other.
 #include <signal.h>
 
-#include <cstdlib>
 #include <future>
 #include <stdexcept>
 
@@ -10,31 +9,10 @@
 namespace quenvar::lab {
 namespace {
 
-using namespace std::string_literals;
-
 class TcpRelay : public LabTest {
  protected:
-  void AskWith(const std::string& tool) {
-    if (Output("command -v " + tool).empty()) GTEST_SKIP() << "Not tried: no " << tool;
-    const Program program(home_);
-    const std::string options = " @127.0.0.1 +tcp +noedns +timeout=10 +retry=0 by-tcp.test A";
-    auto output = std::async(std::launch::async, Output, tool + options);
-    const Socket server = Accept(listening_);
-    // A message over TCP stands behind its length in two bytes (RFC 1035, section 4.2.2).
-    const std::string length = Receive(server, 2);
-    ASSERT_EQ(length.size(), 2u);
-    const std::string answer = AnswerTo(Receive(server, static_cast<unsigned char>(length[1])));
-    Send(server, "\0"s + static_cast<char>(answer.size()) + answer);
-    const std::string text = output.get();
-    EXPECT_NE(text.find("192.0.2.1"), std::string::npos) << text;
-  }
-
   const Socket listening_ = Listen();
 };
-
-TEST_F(TcpRelay, DigAsksOverTcp) { AskWith("dig"); }
-
-TEST_F(TcpRelay, KdigAsksOverTcp) { AskWith("kdig"); }
 
 TEST_F(TcpRelay, BytesPassUnchanged) {
   const Program program(home_);
@@ -48,29 +26,25 @@ TEST_F(TcpRelay, BytesPassUnchanged) {
   }
 }
 
-/// How long the clients stay. Ten seconds and more give the same, only later.
-constexpr std::chrono::seconds kHeld(3);
-
 TEST_F(TcpRelay, OutOfDescriptorsItServesUdpAndTcpAgainAfterwards) {
+  using std::chrono::seconds;
+  using std::chrono::steady_clock;
   const Program program(home_, {.descriptorLimit = 128});
   std::vector<Socket> clients;
   for (int i = 0; i < 400; ++i) clients.push_back(Connect());
   const double cpuBefore = program.CpuSeconds();
-  const auto begin = std::chrono::steady_clock::now();
-  const auto since = [](auto moment) { return std::chrono::steady_clock::now() - moment; };
-  while (since(begin) < kHeld) {
+  const auto begin = steady_clock::now();
+  while (steady_clock::now() < begin + seconds(3)) {
     ASSERT_TRUE(RoundTrip());
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }
-  const double seconds = std::chrono::duration<double>(since(begin)).count();
-  EXPECT_LT((program.CpuSeconds() - cpuBefore) / seconds, 0.1);
+  EXPECT_LT(program.CpuSeconds() - cpuBefore, 0.3) << "a tenth of the time";
   clients.clear();
-  const auto left = std::chrono::steady_clock::now();
+  const auto left = steady_clock::now();
   const Socket late = Connect();
   Send(late, "late");
   while (Receive(Accept(listening_), 4) != "late") continue;
-  EXPECT_LT(since(left), std::chrono::seconds(2));
-  EXPECT_TRUE(RoundTrip());
+  EXPECT_LT(steady_clock::now() - left, seconds(2));
 }
 
 // In the tray, so that no other window has the title of the box.

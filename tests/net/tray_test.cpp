@@ -63,7 +63,6 @@ TEST_F(Tray, TheIconComesWithEveryTrayHoweverLate) {
     EndTray();
     EXPECT_TRUE(Becomes(0, "quenvar")) << turn;
   }
-  EXPECT_EQ(Count("Quenvar"), 1);
 }
 
 TEST_F(Tray, ItsClicksAndItsMenuShowHideAndEnd) {
@@ -77,10 +76,7 @@ TEST_F(Tray, ItsClicksAndItsMenuShowHideAndEnd) {
     std::function<void()> press;
     int shown;
   } steps[] = {{"left", [this] { Click("1"); }, 1},
-               {"left again", [this] { Click("1"); }, 1},
-               {"Show when shown", [this] { Choose("s"); }, 1},
                {"Hide", [this] { Choose("h"); }, 0},
-               {"Hide when hidden", [this] { Choose("h"); }, 0},
                {"double", [this] { Click("--repeat 2 --delay 50 1"); }, 1},
                {"Hide again", [this] { Choose("h"); }, 0},
                {"Show", [this] { Choose("s"); }, 1}};

@@ -45,34 +45,20 @@ Socket Open(int type, Place place, const std::string& address, std::uint16_t por
   return socket;
 }
 
-const std::map<int, std::string> kRecordData = {
-    {kA, "\xC0\0\2\1"s}, {kMx, "\0\12\4mail\xC0\x0C"s},
-    {kTxt, "\4text"s},   {kAaaa, "\x20\1\x0D\xB8" + std::string(11, '\0') + '\1'},
-    {kHttps, "\0\1\0"s},
-};
+const std::map<int, std::string> kRecordData = {{kA, "\xC0\0\2\1"s},
+                                                {kMx, "\0\12\4mail\xC0\x0C"s},
+                                                {kTxt, "\4text"s},
+                                                {kAaaa, "\x20\1\x0D\xB8" + std::string(11, '\0') + '\1'}};
 
 }  // namespace
-
-std::string Query(int identifier, const std::string& name, Type type) {
-  std::string message = "\0\0\1\0\0\1\0\0\0\0\0\0"s;
-  message[0] = static_cast<char>(identifier >> 8);
-  message[1] = static_cast<char>(identifier);
-  for (std::size_t start = 0; start <= name.size();) {
-    const std::size_t end = std::min(name.find('.', start), name.size());
-    message += static_cast<char>(end - start) + name.substr(start, end - start);
-    start = end + 1;
-  }
-  return message + "\0\0"s + static_cast<char>(type) + "\0\1"s;
-}
 
 std::string Question(const std::string& message) { return message.substr(12, message.find('\0', 12) + 5 - 12); }
 
 std::string AnswerTo(const std::string& query) {
-  const std::string question = Question(query);
-  const char type = question[question.size() - 3];
-  const std::string& data = kRecordData.at(type);
-  return query.substr(0, 2) + "\x81\x80\0\1\0\1\0\0\0\0"s + question + "\xC0\x0C\0"s + type + "\0\1\0\0\0\x3C\0"s +
-         static_cast<char>(data.size()) + data;
+  constexpr int kRecursionAvailable = 0x80;
+  const std::string asked = query.substr(0, 12 + Question(query).size());
+  const auto type = static_cast<RecordType>(asked[asked.size() - 3]);
+  return ReplyTo(asked, "100", Record(type, 60, kRecordData.at(type)), kRecursionAvailable);
 }
 
 Endpoint::Endpoint(Place place, const std::string& address, std::uint16_t port)

@@ -10,14 +10,14 @@
 #include <vector>
 
 #include "lab.h"
+#include "tests/fakes/dns_message.h"
 
 namespace quenvar::lab {
 
-/// The types of records that are asked for.
-enum Type : std::uint16_t { kA = 1, kMx = 15, kTxt = 16, kAaaa = 28, kHttps = 65 };
-
 /// A question about `name`, as a resolver sends it.
-std::string Query(int identifier, const std::string& name, Type type = kA);
+inline std::string Query(int identifier, const std::string& name, RecordType type = kA) {
+  return QueryFor(name, type, static_cast<std::uint16_t>(identifier));
+}
 
 /// The question of a message: name, type and class as they stand in it.
 std::string Question(const std::string& message);

@@ -4,7 +4,6 @@
 #include <sys/mount.h>
 #include <sys/prctl.h>
 
-#include <algorithm>
 #include <functional>
 #include <iostream>
 
@@ -73,7 +72,7 @@ TEST_F(Files, NothingIsLostByAKill) {
   }
   EXPECT_LT(longestStart_, milliseconds(2000));
   EXPECT_EQ(wrong_, 0);
-  std::cout << kills << " kills, " << content.names << " names stored, " << answered_ << " answers, longest start "
+  std::cout << kills << " kills, " << content.names << " names stored, " << Figures() << ", longest start "
             << longestStart_.count() << " ms\n";
 }
 
@@ -98,107 +97,85 @@ TEST_F(Files, FailingWritesKeepNoAnswerBack) {
   };
   run(0, false);
   const int calls = std::stoi(ReadFile(counter));
-  const int step = calls / Size(calls);
-  for (int failing = 1; failing <= calls; failing += step)
+  for (int failing = 1; failing <= calls; failing += calls / Size(calls))
     for (const bool forEver : {false, true}) {
+      SCOPED_TRACE("call " + std::to_string(failing) + (forEver ? " and all after it" : ""));
       ASSERT_NO_FATAL_FAILURE(run(failing, forEver));
-      EXPECT_EQ(ReadCache(home_).fault, "") << "call " << failing << (forEver ? " and all after it" : "");
-      EXPECT_TRUE(SettingsAreWhole()) << "call " << failing;
-      ASSERT_EQ(answered_, asked_) << "call " << failing << (forEver ? " and all after it" : "");
+      EXPECT_EQ(ReadCache(home_).fault, "");
+      EXPECT_TRUE(SettingsAreWhole());
+      ASSERT_EQ(answered_, asked_);
     }
-  std::cout << calls << " calls, " << answered_ << " of " << asked_ << " queries answered, " << wrong_ << " wrong\n";
+  std::cout << calls << " calls, " << Figures() << "\n";
   EXPECT_EQ(wrong_, 0);
 }
 
-class DamagedFiles : public Files {
- protected:
-  /// A number of bytes somewhere in the filled file.
-  std::string Changed(std::size_t begin, std::size_t size, const std::function<char(char)>& change) const {
-    std::string content = filled_;
-    for (std::size_t at = begin; at < std::min(begin + size, content.size()); ++at) content[at] = change(content[at]);
-    return content;
-  }
-  std::size_t Somewhere() { return static_cast<std::size_t>(Random(static_cast<int>(filled_.size()))); }
-
-  /// Puts a damaged file of one kind into the place of the cache: what was done.
-  std::string Damage(int kind) {
-    const auto random = [this](char) { return static_cast<char>(Random(256)); };
-    const auto bit = [this](char c) { return static_cast<char>(c ^ 1 << Random(8)); };
-    std::string content = filled_;
-    switch (kind) {
-      case 0:
-        for (int bits = Random(30); bits >= 0; --bits) content[Somewhere()] ^= static_cast<char>(1 << Random(8));
-        WriteFile(database_, content);
-        return "bits";
-      case 1:
-        WriteFile(database_, content.substr(0, Somewhere()));
-        return "cut";
-      case 2:
-        WriteFile(database_,
-                  Changed(Somewhere() / 1024 * 1024, 1024 * (1 + Somewhere() % 8), [](char) { return '\0'; }));
-        return "zero pages";
-      case 3:
-        WriteFile(database_, Changed(Somewhere() % 100, 1 + Somewhere() % 30, random));
-        return "header";
-      case 4:
-        WriteFile(database_, Changed(Somewhere(), Somewhere() % 5000, bit));
-        return "noise";
-      case 5:
-        WriteFile(database_, content);
-        WriteFile(log_, foreignLog_.substr(0, 1 + Somewhere() % foreignLog_.size()));
-        return "foreign log";
-      case 6:
-        fs::create_directory(Random(2) == 0 ? database_ : log_);
-        return "directory";
-      default:
-        WriteFile(database_, content);
-        if (Random(2) == 0) WriteFile(log_, foreignLog_);
-        fs::permissions(fs::exists(log_) && Random(2) == 0 ? log_ : database_, fs::perms::none);
-        return "no rights";
-    }
-  }
-
-  std::string filled_;
-  std::string foreignLog_;
-};
-
 // The program is root of the lab, and rights would not count for it: it gives that up.
-TEST_F(DamagedFiles, ADamagedCacheFileIsReplaced) {
+TEST_F(Files, ADamagedCacheFileIsReplaced) {
   for (const int power : {CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH}) ASSERT_EQ(prctl(PR_CAPBSET_DROP, power), 0);
   {
     const auto program = Start();
     AskFor(milliseconds(1500));
     program->Signal(SIGKILL);
     program->Wait();
-    foreignLog_ = ReadFile(log_);
   }
+  const std::string foreignLog = ReadFile(log_);
   RemoveCache();
   Fill();
-  filled_ = ReadFile(database_);
-  ASSERT_FALSE(filled_.empty() || foreignLog_.empty());
+  const std::string filled = ReadFile(database_);
+  ASSERT_FALSE(filled.empty() || foreignLog.empty());
+  const auto below = [this](std::size_t bound) { return static_cast<std::size_t>(Random(static_cast<int>(bound))); };
+  const auto write = [&](std::size_t at, const std::string& bytes) {
+    WriteFile(database_, std::string(filled).replace(at, bytes.size(), bytes));
+  };
+  const std::pair<const char*, std::function<void()>> damages[] = {
+      {"bits",
+       [&] {
+         std::string content = filled;
+         for (int bits = Random(30); bits >= 0; --bits)
+           content[below(filled.size())] ^= static_cast<char>(1 << Random(8));
+         WriteFile(database_, content);
+       }},
+      {"cut", [&] { WriteFile(database_, filled.substr(0, below(filled.size()))); }},
+      {"zero pages", [&] { write(below(filled.size()) / 1024 * 1024, std::string(1024 * (1 + below(8)), '\0')); }},
+      {"header", [&] { write(below(100), Noise(1 + Random(30))); }},
+      {"noise", [&] { write(below(filled.size()), Noise(Random(5000))); }},
+      {"foreign log",
+       [&] {
+         WriteFile(database_, filled);
+         WriteFile(log_, foreignLog.substr(0, 1 + below(foreignLog.size())));
+       }},
+      {"directory", [&] { fs::create_directory(Random(2) == 0 ? database_ : log_); }},
+      {"no rights",
+       [&] {
+         WriteFile(database_, filled);
+         if (Random(2) == 0) WriteFile(log_, foreignLog);
+         fs::permissions(fs::exists(log_) && Random(2) == 0 ? log_ : database_, fs::perms::none);
+       }},
+  };
   Start();
   const milliseconds usual = lastStart_;
   const int mutants = Size(1000);
   for (int mutant = 0; mutant < mutants; ++mutant) {
+    const auto& [name, damage] = damages[static_cast<std::size_t>(mutant) % std::size(damages)];
+    SCOPED_TRACE(name + (", mutant " + std::to_string(mutant)));
     RemoveCache();
-    const std::string damage = Damage(mutant % 8);
+    damage();
     const auto program = Start();
-    ASSERT_LT(lastStart_, usual + milliseconds(2000)) << damage << ", mutant " << mutant;
-    ASSERT_TRUE(RoundTrip()) << damage << ", mutant " << mutant;
+    ASSERT_LT(lastStart_, usual + milliseconds(2000));
+    ASSERT_TRUE(RoundTrip());
     program->Terminate();
-    ASSERT_FALSE(HasFailure()) << damage << ", mutant " << mutant;
+    ASSERT_FALSE(HasFailure());
   }
-  std::cout << mutants << " mutants of " << filled_.size() << " bytes, usual start " << usual.count() << " ms, longest "
+  std::cout << mutants << " mutants of " << filled.size() << " bytes, usual start " << usual.count() << " ms, longest "
             << longestStart_.count() << " ms\n";
 }
 
 TEST_F(Files, AFullDiskOnlyStopsStoring) {
   const fs::path program = home_.root / "program";
   const fs::path config = home_.root / "config";
-  const std::size_t size = fs::file_size(kDirectory / "quenvar");
-  const auto room = [&](int flags, std::size_t bytes) {
-    const std::string option = "size=" + std::to_string(size + bytes);
-    return mount("full", program.c_str(), "tmpfs", static_cast<unsigned long>(flags), option.c_str()) == 0;
+  const auto room = [&](unsigned long flags, std::size_t bytes) {
+    const std::string option = "size=" + std::to_string(fs::file_size(kDirectory / "quenvar") + bytes);
+    return mount("full", program.c_str(), "tmpfs", flags, option.c_str()) == 0;
   };
   ASSERT_TRUE(room(0, 6 << 20));
   ASSERT_EQ(mount("full", config.c_str(), "tmpfs", 0, "size=64k"), 0);
@@ -219,8 +196,7 @@ TEST_F(Files, AFullDiskOnlyStopsStoring) {
     ASSERT_TRUE(room(MS_REMOUNT, 64 << 20));
     ASSERT_NO_FATAL_FAILURE(ask(20));
     EXPECT_TRUE(Eventually([&] { return ReadCache(home_).names > full.names + 1000; })) << "storing does not resume";
-    std::cout << answered_ << " of " << asked_ << " answered, " << wrong_ << " wrong, " << full.names
-              << " names on the full disk, then " << ReadCache(home_).names << "\n";
+    std::cout << Figures() << ", " << full.names << " names on the full disk, then " << ReadCache(home_).names << "\n";
   }
   EXPECT_EQ(ReadFile(home_.SettingsFile()), settings);
   EXPECT_EQ(answered_, asked_);

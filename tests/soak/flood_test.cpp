@@ -14,18 +14,13 @@ class Flood : public Soak, public testing::WithParamInterface<std::string> {
  protected:
   Flood() { WriteFile(home_.SettingsFile(), SettingsFor({1}, "No", GetParam())); }
 
-  std::string RandomBytes(int longest) {
-    std::string bytes(static_cast<std::size_t>(Random(longest)), '\0');
-    for (char& byte : bytes) byte = static_cast<char>(Random(256));
-    return bytes;
-  }
   /// Sends noise to where clients ask, and answers that nobody has asked for to where servers answer.
   /// At full speed the kernel loses most of them; with a pause after every twenty, the program gets them all.
   void Pour(int datagrams, bool pauses, const sockaddr_in& upstream) {
     std::vector<std::string> noise;
     std::vector<std::string> spoofed;
     for (int i = 0; i < 500; ++i) {
-      noise.push_back(RandomBytes(600));
+      noise.push_back(Noise(Random(600)));
       spoofed.push_back(AnswerTo(Query(Random(65536), "spoofed-" + std::to_string(i) + ".test")));
     }
     for (std::size_t i = 0; i < static_cast<std::size_t>(datagrams) / 2; ++i) {
@@ -34,8 +29,13 @@ class Flood : public Soak, public testing::WithParamInterface<std::string> {
       if (pauses && i % 10 == 0) std::this_thread::sleep_for(milliseconds(1));
     }
   }
-  /// 50 queries a second that their server answers at once, until the flood ends.
-  void AskMeanwhile(const std::atomic<bool>& ended) {
+  /// Meanwhile 50 queries a second, which their server answers at once.
+  void PourAndAsk(int datagrams, bool pauses, const sockaddr_in& upstream) {
+    std::atomic<bool> ended = false;
+    const std::jthread pour([&] {
+      Pour(datagrams, pauses, upstream);
+      ended = true;
+    });
     for (auto next = steady_clock::now(); !ended; next += milliseconds(20)) {
       client_.Ask(Query(Random(65536), "real-" + std::to_string(++asked_) + ".test"));
       for (; !ended && steady_clock::now() < next; std::this_thread::sleep_for(milliseconds(1)))
@@ -43,14 +43,6 @@ class Flood : public Soak, public testing::WithParamInterface<std::string> {
           if (query->bytes.find("real-") != std::string::npos) servers_.Answer(*query, AnswerTo(query->bytes));
       while (client_.Receive(kNow)) ++answered_;
     }
-  }
-  void PourAndAsk(int datagrams, bool pauses, const sockaddr_in& upstream) {
-    std::atomic<bool> ended = false;
-    const std::jthread pour([&] {
-      Pour(datagrams, pauses, upstream);
-      ended = true;
-    });
-    AskMeanwhile(ended);
   }
   /// Ticks the box of the first name server.
   void EnableServer() {
@@ -100,8 +92,7 @@ TEST_P(Flood, LeavesItStanding) {
             << " ms after the server was enabled\n";
 }
 
-INSTANTIATE_TEST_SUITE_P(Modes, Flood, testing::Values("", "MATCHQUESTION=Yes\n"),
-                         [](const auto& mode) { return mode.param.empty() ? "Plain" : "MatchQuestion"; });
+INSTANTIATE_TEST_SUITE_P(Modes, Flood, kModes, ModeName);
 
 }  // namespace
 }  // namespace quenvar::lab

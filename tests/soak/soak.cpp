@@ -1,12 +1,7 @@
 #include "soak.h"
 
-#include <sqlite3.h>
-
 #include <cstdlib>
-#include <memory>
 #include <sstream>
-
-#include "base/text.h"
 
 namespace quenvar::lab {
 namespace fs = std::filesystem;
@@ -20,6 +15,7 @@ using Clock = std::chrono::steady_clock;
 const std::string kMark = "soak";
 constexpr std::size_t kSerialBytes = 4;
 constexpr std::size_t kTimeBytes = 4;
+constexpr std::size_t kLongestAnswer = 1200;
 /// So few that clients who ask at the same time share them.
 constexpr int kIdentifiers = 16;
 
@@ -28,47 +24,32 @@ std::string SerialOf(const std::string& query) {
   return query.substr(mark).starts_with(kMark) ? query.substr(mark + kMark.size()) : "";
 }
 
-std::string Bytes(int number, std::size_t count) {
-  std::string bytes;
-  while (bytes.size() < count) bytes += static_cast<char>(number >> 8 * (count - 1 - bytes.size()));
-  return bytes;
-}
-
 /// An answer without what a cache may change: its identifier, and the time to live of its record.
 std::string Content(const std::string& answer) {
   const std::size_t time = 12 + Question(answer).size() + 6;
   return answer.size() < time + kTimeBytes ? answer : answer.substr(2, time - 2) + answer.substr(time + kTimeBytes);
 }
 
-using Records = std::map<std::string, std::string>;
-
-Records ReadRecords(const fs::path& database) {
-  sqlite3* connection = nullptr;
-  sqlite3_stmt* statement = nullptr;
-  sqlite3_open(database.c_str(), &connection);
-  sqlite3_prepare_v2(connection, "SELECT IPNAME, IPNUMBER FROM ipcache", -1, &statement, nullptr);
-  const auto field = [&](int column) {
-    const auto* bytes = static_cast<const char*>(sqlite3_column_blob(statement, column));
-    return std::string(bytes == nullptr ? "" : bytes,
-                       static_cast<std::size_t>(sqlite3_column_bytes(statement, column)));
-  };
-  Records records;
-  while (sqlite3_step(statement) == SQLITE_ROW) records[field(0)] = field(1);
-  sqlite3_finalize(statement);
-  sqlite3_close(connection);
-  return records;
+/// The true answer to a query of the traffic.
+std::string TrueAnswer(const std::string& query) {
+  const std::string question = Question(query);
+  std::string data = question;
+  data.resize(std::hash<std::string>{}(question) % kLongestAnswer, question[3]);
+  return ReplyTo(query.substr(0, 12 + question.size()), "100", Record(kTxt, 60, data));
 }
 
-/// How many records the chain that begins under this key has; 0 when it breaks off.
-std::size_t Links(const Records& records, std::string key) {
-  for (std::size_t links = 1; links <= records.size(); ++links) {
-    const auto record = records.find(key);
-    if (record == records.end() || record->second.empty()) return 0;
-    if (record->second[0] == '\0') return links;
-    key = UpperCase(record->second.substr(record->second.size() - 5));
-  }
-  return 0;
-}
+/// Follows every chain from its name. Prints whether the file is sound, how many records belong to no chain, how many
+/// chains break off, and how many there are.
+const std::string kFollowChains = R"(
+  WITH RECURSIVE reached(name, value) AS (
+    SELECT IPNAME, IPNUMBER FROM ipcache WHERE IPNAME LIKE '%.TEST%'
+    UNION SELECT IPNAME, IPNUMBER FROM reached JOIN ipcache
+      ON substr(value, 1, 1) = x'01' AND IPNAME = upper(CAST(substr(value, -5) AS TEXT))),
+  counts(records, ends, names) AS (
+    SELECT count(*), count(*) FILTER (WHERE substr(value, 1, 1) = x'00'), count(*) FILTER (WHERE name LIKE '%.TEST%')
+    FROM reached)
+  SELECT (SELECT group_concat(integrity_check) FROM pragma_integrity_check),
+    (SELECT count(*) FROM ipcache) - records, names - ends, names FROM counts)";
 
 }  // namespace
 
@@ -104,33 +85,16 @@ CacheContent ReadCache(const Home& home) {
   for (const std::string companion : {"", "-wal"})
     if (fs::exists(home.ProgramFile("DNSCACHE.MDB" + companion)))
       fs::copy_file(home.ProgramFile("DNSCACHE.MDB" + companion), copy.string() + companion);
-  if (Output("sqlite3 " + copy.string() + " 'PRAGMA integrity_check'") != "ok\n") return {.fault = "damaged"};
-  const Records records = ReadRecords(copy);
-  CacheContent content;
-  std::size_t reached = 0;
-  for (const auto& [key, piece] : records) {
-    if (key.find(".TEST") == std::string::npos) continue;
-    ++content.names;
-    const std::size_t links = Links(records, key);
-    if (links == 0) content.fault += "broken chain " + key + "\n";
-    reached += links;
-  }
-  if (reached != records.size()) content.fault += std::to_string(records.size()) + " records, not all in chains";
-  return content;
+  WriteFile(kDirectory / "question.sql", kFollowChains);
+  const std::string found = Output("sqlite3 " + copy.string() + " </mnt/question.sql");
+  const bool whole = found.starts_with("ok|0|0|");
+  return {.fault = whole ? "" : "soundness|lost records|broken chains|names: " + found,
+          .names = whole ? std::stoul(found.substr(7)) : 0};
 }
 
-void Soak::UseOptions(const std::string& options, const std::string& noCache) {
-  WriteFile(home_.SettingsFile(), SettingsFor({1, 2, 3, 4, 5, 6, 7, 8, 9, 10}, noCache, options));
+void Soak::UseOptions(const std::string& options) {
+  WriteFile(home_.SettingsFile(), SettingsFor({1, 2, 3, 4, 5, 6, 7, 8, 9, 10}, "No", options));
   matchesQuestion_ = options.find("MATCHQUESTION=Yes") != std::string::npos;
-}
-
-std::string Soak::TrueAnswer(const std::string& query) const {
-  if (SerialOf(query).empty()) return AnswerTo(query);
-  const std::string question = Question(query);
-  const std::size_t size = std::hash<std::string>{}(question) % static_cast<unsigned>(manners_.longestAnswer);
-  const std::string head = AnswerTo(query).substr(0, 12 + question.size() + 6 + kTimeBytes);
-  return head + Bytes(static_cast<int>(size), 2) + question.substr(0, size) +
-         std::string(size - std::min(size, question.size()), question[3]);
 }
 
 // The name belongs to this client in every second question, so that it shows when another one gets the answer.
@@ -139,22 +103,20 @@ void Soak::Ask() {
   Asker& asker = askers_[static_cast<std::size_t>(client)];
   const std::string owner = Random(2) == 0 ? "all" : "client-" + std::to_string(client);
   const std::string name = std::to_string(Random(manners_.names)) + "." + owner + ".test";
-  const std::string query = Query(Random(kIdentifiers), name, kTxt) + kMark + Bytes(++asked_, kSerialBytes);
-  const bool isLost = Random(1000) < manners_.lostPerMille;
-  lost_ += isLost ? 1 : 0;
-  unseen_[SerialOf(query)] = isLost;
+  const std::string query = Query(Random(kIdentifiers), name, kTxt) + kMark + Bytes32(static_cast<unsigned>(++asked_));
+  if (Random(1000) < manners_.lostPerMille) {
+    ++lost_;
+    silent_.insert(SerialOf(query));
+  }
+  unseen_.insert(SerialOf(query));
   ++asker.awaited[KeyOf(query)];
   asker.socket.Ask(query);
 }
 
 void Soak::Serve(const Datagram& query) {
   const std::string serial = SerialOf(query.bytes);
-  if (serial.empty()) return;
-  if (const auto first = unseen_.find(serial); first != unseen_.end()) {
-    if (first->second) silent_.insert(serial);
-    unseen_.erase(first);
-  }
-  if (silent_.contains(serial)) return;
+  unseen_.erase(serial);
+  if (serial.empty() || silent_.contains(serial)) return;
   for (int copies = Random(100) < manners_.doubledPercent ? 2 : 1; copies > 0; --copies) {
     const auto delay = std::chrono::microseconds(Random(1 + 1000 * static_cast<int>(manners_.longestDelay.count())));
     later_.push({Clock::now() + delay, {query, TrueAnswer(query.bytes)}});
@@ -172,7 +134,7 @@ std::string Soak::KeyOf(const std::string& message) const {
 
 void Soak::Check(Asker& asker, const std::string& answer) {
   const auto awaited = asker.awaited.find(KeyOf(answer));
-  const std::string query = answer.substr(0, 2) + std::string(10, '\0') + Question(answer) + kMark + "1234";
+  const std::string query = Query(0, "", kTxt).substr(0, 12) + Question(answer);
   if (awaited == asker.awaited.end() || Content(answer) != Content(TrueAnswer(query))) {
     ++wrong_;
     return;
@@ -226,6 +188,12 @@ void Soak::AskFor(std::chrono::milliseconds duration) {
   for (const auto end = Clock::now() + std::chrono::milliseconds(Random(30)); Clock::now() < end;)
     ServeAndTakeAnswers();
   later_ = {};
+}
+
+std::string Soak::Figures() const {
+  std::ostringstream figures;
+  figures << asked_ << " asked, " << answered_ << " answered, " << lost_ << " lost upstream, " << wrong_ << " wrong";
+  return figures.str();
 }
 
 bool Soak::HasRoomFor(int requests) {

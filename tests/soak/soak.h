@@ -45,14 +45,19 @@ struct Manners {
   std::chrono::milliseconds longestDelay{10};
   int doubledPercent = 20;
   int lostPerMille = 0;  ///< queries that no server answers
-  int longestAnswer = 1200;
 };
+
+/// The lines of options for tests that run with each set of answer rules.
+inline const auto kModes = testing::Values("", "MATCHQUESTION=Yes\n");
+inline std::string ModeName(const testing::TestParamInfo<std::string>& mode) {
+  return mode.param.empty() ? "Plain" : "MatchQuestion";
+}
 
 /// A user who lists all ten name servers, and clients beside the one of the lab.
 class Soak : public LabTest {
  protected:
   /// Further lines of options, such as "MATCHQUESTION=Yes\n".
-  void UseOptions(const std::string& options, const std::string& noCache = "No");
+  void UseOptions(const std::string& options);
   /// All clients together ask that many questions, with few different identifiers, at most 250. Returns when the name
   /// servers have sent all their answers.
   void AskAndServe(int count);
@@ -60,12 +65,17 @@ class Soak : public LabTest {
   void AskAndAnswer(int count);
   /// The same again and again for a while. At its end many queries and answers are under way.
   void AskFor(std::chrono::milliseconds duration);
-  /// The true answer to a query of this traffic, or of the lab's client.
-  std::string TrueAnswer(const std::string& query) const;
   /// That many requests fit into the program's table beside those that it holds.
   bool HasRoomFor(int requests);
+  std::string Figures() const;
   int Random(int below) { return static_cast<int>(random_() % static_cast<unsigned>(below)); }
+  std::string Noise(int size) {
+    std::string bytes(static_cast<std::size_t>(size), '\0');
+    for (char& byte : bytes) byte = static_cast<char>(Random(256));
+    return bytes;
+  }
 
+  std::mt19937 random_{53};
   Manners manners_;
   int asked_ = 0;
   int answered_ = 0;
@@ -92,11 +102,10 @@ class Soak : public LabTest {
   std::string KeyOf(const std::string& message) const;
 
   bool matchesQuestion_ = false;
-  std::mt19937 random_{53};
   std::vector<Asker> askers_;
   std::priority_queue<Later, std::vector<Later>, IsLater> later_;
-  std::map<std::string, bool> unseen_;  ///< queries of this batch that no server has seen: whether they are lost
-  std::set<std::string> silent_;        ///< those of this batch that get no answer
+  std::set<std::string> unseen_;  ///< serials of the queries of this batch that no server has seen
+  std::set<std::string> silent_;  ///< and of those that get no answer
   int rooms_ = 0;
 };
 

@@ -24,15 +24,13 @@ class PatientServers {
       std::vector<pollfd> states = {{*listening_, POLLIN, 0}};
       for (const Socket& connection : connections_) states.push_back({*connection, POLLIN, 0});
       poll(states.data(), states.size(), 50);
-      for (std::size_t i = states.size() - 1; i > 0; --i)
-        if (states[i].revents != 0 && !Takes(connections_[i - 1]))
+      for (std::size_t i = states.size() - 1; i > 0; --i) {
+        char bytes[4096];
+        if (states[i].revents != 0 && recv(states[i].fd, bytes, sizeof bytes, 0) <= 0)
           connections_.erase(connections_.begin() + static_cast<int>(i) - 1);
+      }
       if (states[0].revents != 0) connections_.push_back(Accept(listening_));
     }
-  }
-  static bool Takes(const Socket& connection) {
-    char bytes[4096];
-    return recv(*connection, bytes, sizeof bytes, 0) > 0;
   }
 
   const Socket listening_ = Listen();
@@ -72,7 +70,6 @@ class TcpClients : public Soak {
 TEST_F(TcpClients, TheyCannotExhaustIt) {
   const PatientServers servers;
   const Program program(home_, {.descriptorLimit = 64});
-  const auto settled = [&](int descriptors) { return OpenDescriptors(program) <= descriptors; };
   ASSERT_TRUE(RoundTrip());  // the start is over
   const int idle = OpenDescriptors(program);
   const int visits = Size(10'000);
@@ -97,7 +94,7 @@ TEST_F(TcpClients, TheyCannotExhaustIt) {
     SendOrLeave();
     std::this_thread::sleep_for(std::chrono::seconds(1));
   }
-  EXPECT_TRUE(Eventually([&] { return settled(idle); }))
+  EXPECT_TRUE(Eventually([&] { return OpenDescriptors(program) <= idle; }))
       << OpenDescriptors(program) << " descriptors, " << idle << " idle";
   const int after = Memory(program);
   std::cout << visits << " connections, descriptors " << idle << " -> at most " << most << " -> "

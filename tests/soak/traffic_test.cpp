@@ -1,56 +1,42 @@
 // Answers under load: to those who asked, among bad ones, and for months.
 #include <algorithm>
 #include <iostream>
-#include <sstream>
 
 #include "soak.h"
 
 namespace quenvar::lab {
 namespace {
 
-using namespace std::string_literals;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
-
-constexpr int kBatch = 200;
-const std::string kModes[] = {"", "MATCHQUESTION=Yes\n"};
 
 class Traffic : public Soak, public testing::WithParamInterface<std::string> {
  protected:
   Traffic() { UseOptions(GetParam()); }
 
-  std::string Noise(std::size_t size) {
-    std::string bytes(size, '\0');
-    for (char& byte : bytes) byte = static_cast<char>(Random(256));
-    return bytes;
-  }
+  /// Some of what a server may send before it sends the good answer.
   std::vector<std::string> BadAnswers(const std::string& query) {
     const std::string good = AnswerTo(query);
-    const auto below = [this](std::size_t size) { return static_cast<std::size_t>(Random(static_cast<int>(size))); };
-    std::vector<std::string> bad = {"", Noise(11), Noise(below(600)), query, good.substr(0, below(good.size()))};
+    const int size = static_cast<int>(good.size());
+    std::vector<std::string> bad = {"", Noise(11), Noise(Random(600)), query,
+                                    good.substr(0, static_cast<std::size_t>(Random(size)))};
     if (Random(10) == 0) bad.push_back(Noise(65507));
-    if (Random(10) == 0) bad.push_back(good + Noise(65507 - good.size()));
+    if (Random(10) == 0) bad.push_back(good + Noise(65507 - size));
     for (int mutant = 0; mutant < 4; ++mutant) {
       bad.push_back(good);
       for (int change = Random(5); change >= 0; --change)
-        bad.back()[below(good.size())] = static_cast<char>(Random(256));
+        bad.back()[static_cast<std::size_t>(Random(size))] = static_cast<char>(Random(256));
     }
     std::erase_if(bad, [this](const std::string&) { return Random(3) != 0; });
-    std::shuffle(bad.begin(), bad.end(), std::minstd_rand(static_cast<unsigned>(Random(1 << 30))));
+    std::shuffle(bad.begin(), bad.end(), random_);
     return bad;
-  }
-
-  std::string Figures() const {
-    std::ostringstream figures;
-    figures << asked_ << " asked, " << answered_ << " answered, " << lost_ << " lost upstream, " << wrong_ << " wrong";
-    return figures.str();
   }
 };
 
 TEST_P(Traffic, AnAnswerReachesItsAskersOnly) {
   Program program(home_);
   const int queries = Size(1'000'000);
-  while (asked_ < queries) ASSERT_NO_FATAL_FAILURE(AskAndAnswer(kBatch));
+  while (asked_ < queries) ASSERT_NO_FATAL_FAILURE(AskAndAnswer(200));
   std::cout << Figures() << ", " << Memory(program) << " KiB\n";
   EXPECT_EQ(wrong_, 0);
   EXPECT_EQ(answered_, asked_);
@@ -138,8 +124,7 @@ TEST_P(Traffic, ItRunsForMonths) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Modes, Traffic, testing::ValuesIn(kModes),
-                         [](const auto& mode) { return mode.param.empty() ? "Plain" : "MatchQuestion"; });
+INSTANTIATE_TEST_SUITE_P(Modes, Traffic, kModes, ModeName);
 
 }  // namespace
 }  // namespace quenvar::lab
