@@ -1,22 +1,15 @@
 // The cache over a real SQLite file in a directory of the test's own.
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/mman.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <atomic>
 #include <filesystem>
 #include <fstream>
-#include <random>
-#include <thread>
 
 #include "base/text.h"
 #include "cache/answer_cache.h"
 #include "platform/sqlite/sqlite_record_store.h"
 #include "tests/cache/cache_surroundings.h"
-#include "tests/fakes/fake_record_store.h"
 
 namespace {
 
@@ -117,18 +110,6 @@ TEST_F(Cache, ReadsABrokenChainOrARingAsAMissAndReplacesIt) {
   }
 }
 
-TEST_F(Cache, KeepsTheOldAnswerWhenAStoreFailsMidway) {
-  FakeRecordStore failing;
-  platform.records = &failing;
-  OpenCache();
-  CacheStore("a.example", ValueOf(600));
-  for (const int writes : {0, 1, 2}) {
-    failing.writesLeft = writes;
-    CacheStore("a.example", ValueOf(601));
-    EXPECT_EQ(CacheLookup("a.example"), ValueOf(600)) << writes;
-  }
-}
-
 // SQLite undoes a whole group then, and gives its row numbers to others.
 TEST_F(Cache, GivesNoNameTheAnswerOfAnotherAfterAFailedRead) {
   StoreHosts(2000, 200);
@@ -192,15 +173,6 @@ TEST_F(Cache, LeavesAFileAloneThatAnotherProgramHolds) {
   EXPECT_EQ(CacheLookup("a.example"), "answer");
 }
 
-TEST_F(Cache, DeletesEverythingUnderLoad) {
-  for (int round = 0; round < 20; ++round) {
-    StoreHosts(100, 300);
-    DeleteWholeCache();
-    for (unsigned i = 0; i < 100; ++i) ASSERT_EQ(CacheLookup(HostName(i)), "");
-    EXPECT_EQ(Sql("SELECT count(*) FROM ipcache"), "0");
-  }
-}
-
 /// No file grows beyond this, as on a full disk.
 void LimitFiles(rlim_t bytes) {
   signal(SIGXFSZ, SIG_IGN);
@@ -228,45 +200,6 @@ TEST_F(Cache, CompactsAtEveryStartAndGoesOnWhileTheDiskIsFull) {
   EXPECT_EQ(CacheLookup(HostName(49)), ValueOf(901));
   CloseCache();
   EXPECT_EQ(surroundings.files.List(AppPath), std::vector<std::string>{"DNSCACHE.MDB"});
-}
-
-TEST_F(Cache, LosesNoWholeChainToAKillAtAnyMoment) {
-  const auto numbered = [](unsigned number) { return std::to_string(number) + " " + ValueOf(number * 101 % 900); };
-  void* shared = mmap(nullptr, sizeof(unsigned), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  auto& flushed = *static_cast<std::atomic<unsigned>*>(shared);
-  CloseCache();
-  std::mt19937 random(53);
-  for (int i = 0; i < 200; ++i) {
-    const unsigned before = flushed;
-    const pid_t child = fork();
-    if (child == 0) {
-      alarm(10);
-      OpenCache();
-      for (unsigned number = flushed + 1;; ++number) {
-        CacheStore(HostName(number % 60), numbered(number));
-        if (number % 16 == 0 && store.Flush()) flushed = number;
-      }
-    }
-    // One in four may still be opening the file.
-    const int moment = std::uniform_int_distribution(1, 40)(random);
-    for (int time = 0; time < moment || (i % 4 != 0 && flushed == before && time < 9000); ++time)
-      std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
-    OpenCache();
-    std::size_t records = 0;
-    for (unsigned host = 0; host < 60; ++host) {
-      const std::string found = CacheLookup(HostName(host));
-      const auto number = static_cast<unsigned>(std::strtoul(found.c_str(), nullptr, 10));
-      EXPECT_GT(number + 60, flushed) << "kill " << i;
-      if (found.empty()) continue;
-      EXPECT_EQ(found, numbered(number));
-      records += (found.size() + 248) / 249;
-    }
-    EXPECT_EQ(Sql("SELECT count(*) FROM ipcache"), std::to_string(records)) << "records of no whole chain";
-    CloseCache();
-  }
-  EXPECT_GT(flushed, 1000u);
 }
 
 }  // namespace

@@ -42,14 +42,6 @@ TEST_F(EventLog, TheScanIsNotResetAfterACut) {
   EXPECT_EQ(LogText().size(), 500u + 14) << "cut at 50, at 70, and at the end of the long line";
 }
 
-TEST_F(EventLog, AFullLogHoldsWholeLinesForever) {
-  for (int line = 0; line < 5000; ++line) WriteLog("line " + std::to_string(line));
-  EXPECT_LE(LogText().size(), 20000u + 30);
-  EXPECT_GT(LogText().size(), 19900u);
-  EXPECT_TRUE(LogText().starts_with("12:00:00 line "));
-  EXPECT_TRUE(LogText().ends_with("12:00:00 line 4999\r\n"));
-}
-
 TEST_F(EventLog, FailuresGoToStandardErrorUntilTheWindowWasShown) {
   WriteFailureToLog("first");
   WindowWasShown = true;

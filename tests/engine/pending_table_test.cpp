@@ -1,7 +1,5 @@
 #include "engine/pending_table.h"
 
-#include <limits>
-
 #include "tests/fakes/service.h"
 
 namespace quenvar {
@@ -27,19 +25,6 @@ TEST_F(PendingRequests, TheOldestWaitingOneIsFoundWithoutCase) {
   EXPECT_EQ(FindCacheAnswered("NAME"), 2);
   EXPECT_EQ(FindWaiting("nam"), -1);
   EXPECT_EQ(FindCacheAnswered("other"), -1);
-}
-
-TEST_F(PendingRequests, RemovalMovesTheLastOneAndKeepsTheVacatedCopy) {
-  Add("a", 1);
-  Add("b", 2);
-  Add("c", 3);
-  RemovePending(0);
-  EXPECT_EQ(PendingCount, 2);
-  EXPECT_EQ(PendingTable[0].Name, "c");
-  EXPECT_EQ(PendingTable[2].Name, "c");
-  RemovePending(1);
-  EXPECT_EQ(PendingCount, 1);
-  EXPECT_EQ(PendingTable[1].Name, "b");
 }
 
 TEST_F(PendingRequests, The301stSwitchesAllServersOff) {

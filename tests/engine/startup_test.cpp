@@ -83,33 +83,26 @@ TEST_F(StartAndEnd, WithoutItsFontTheProgramEnds) {
 }
 
 TEST_F(StartAndEnd, WithoutNetworkTheStartGoesOn) {
-  const std::string line = "Unable to initialise winsock.dll. Check your Internet setup.";
-  const struct {
-    const char* what;
-    std::function<void()> fail;
-    std::size_t lines;
-  } cases[] = {{"no start", [this] { network.started.error = 10091; }, 2},
-               {"version 0.9",
-                [this] {
-                  network.started = {0, 0x0900};
-                },
-                2},
-               {"version 1.0",
-                [this] {
-                  network.started = {0, 0x0001};
-                },
-                2},
-               {"no name", [this] { network.hostName = "  "; }, 1},
-               {"no address", [this] { network.addresses.clear(); }, 1},
-               {"no clean end", [this] { network.stopError = 1; }, 1}};
-  for (const auto& c : cases) {
-    const FakeNetwork good = std::exchange(network, FakeNetwork{});
-    c.fail();
+  const std::pair<void (*)(FakeNetwork&), std::size_t> cases[] = {
+      {[](FakeNetwork& none) { none.started.error = 10091; }, 2},
+      {[](FakeNetwork& version09) { version09.started.version = 0x0900; }, 2},
+      {[](FakeNetwork& version10) { version10.started.version = 0x0001; }, 2},
+      {[](FakeNetwork& nameless) { nameless.hostName = "  "; }, 1},
+      {[](FakeNetwork& noAddress) { noAddress.addresses.clear(); }, 1},
+      {[](FakeNetwork& noCleanEnd) { noCleanEnd.stopError = 1; }, 1},
+  };
+  for (const auto& one : cases) {
+    SCOPED_TRACE(&one - cases);
+    const auto& [fail, failures] = one;
+    network = FakeNetwork();
+    fail(network);
     ClearLog();
     Startup();
-    for (std::size_t index = 0; index < c.lines; ++index) EXPECT_EQ(LogLines()[index], line) << c.what;
-    EXPECT_EQ(LogLines()[c.lines], "INIT: Add DNS server: ") << c.what;
-    network = good;
+    Trace expected(failures, "Unable to initialise winsock.dll. Check your Internet setup.");
+    expected.push_back("INIT: Add DNS server: ");
+    Trace begin = LogLines();
+    begin.resize(expected.size());
+    EXPECT_EQ(begin, expected);
   }
 }
 
@@ -150,6 +143,17 @@ TEST_F(StartAndEnd, AQuitAskedForDuringTheStartIsCarriedOutByTheFirstTick) {
   OnTimer1();
   EXPECT_EQ(trace.back(), "quit 0");
   EXPECT_EQ(HousekeepingTicks, 0) << "nothing else is done on this tick";
+}
+
+TEST_F(StartAndEnd, ARequestShowsAWindowThatThereIs) {
+  ShowMainWindow();
+  EXPECT_EQ(trace, Trace{}) << "the start goes on, or has failed";
+  StayHiddenAtStart();
+  ShowMainWindow();
+  EXPECT_FALSE(WindowHidden);
+  trace.clear();
+  ShowMainWindow();
+  EXPECT_EQ(trace, Trace{"show"}) << "to the front";
 }
 
 }  // namespace

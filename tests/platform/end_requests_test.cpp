@@ -7,6 +7,8 @@
 #include <QTest>
 #include <csignal>
 
+#include "tests/fakes/application.h"
+
 namespace quenvar {
 namespace {
 
@@ -14,10 +16,7 @@ int saves = 0;
 int ends = 0;
 
 TEST(EndRequests, TheSessionSavesAndEndsAndASignalEnds) {
-  int argumentCount = 1;
-  char name[] = "test";
-  char* arguments[] = {name, nullptr};
-  QGuiApplication application(argumentCount, arguments);
+  TestApplication<QGuiApplication> application;
   EndRequests requests([] { ++saves; }, [] { ++ends; });
   const auto logOut = [&] {
     // Only the toolkit can make a session manager, and nobody looks at this one.

@@ -9,6 +9,7 @@
 #include <QTest>
 #include <filesystem>
 
+#include "tests/fakes/application.h"
 #include "tests/update/http_server.h"
 
 namespace quenvar {
@@ -21,10 +22,6 @@ const std::string kWhole = "connected transfer end disconnected ";
 const std::string kCut = "connected transfer error disconnected ";
 const std::string kFailed = "connected error disconnected ";
 const std::string kNeverSent = "error disconnected ";
-
-int argumentCount = 1;
-char programName[] = "test";
-char* arguments[] = {programName, nullptr};
 
 // What the handlers, which are plain procedures, have seen, and what is done in one of them.
 std::string events;
@@ -69,7 +66,7 @@ class HttpClientTest : public testing::Test {
     EXPECT_TRUE(fs::is_empty(folder.path().toStdString()));
   }
 
-  QCoreApplication application{argumentCount, arguments};
+  TestApplication<QCoreApplication> application;
   QTemporaryDir folder;
   const std::string localFile = folder.filePath("program").toStdString();
   HttpServer server;

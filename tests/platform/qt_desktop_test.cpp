@@ -8,18 +8,16 @@
 #include <filesystem>
 #include <fstream>
 
+#include "tests/fakes/application.h"
+
 namespace quenvar {
 namespace {
 
 namespace fs = std::filesystem;
 
-int argumentCount = 1;
-char programName[] = "test";
-char* arguments[] = {programName, nullptr};
-
 class QtDesktopTest : public testing::Test {
  protected:
-  QCoreApplication application{argumentCount, arguments};
+  TestApplication<QCoreApplication> application;
   QtDesktop desktop;
 };
 

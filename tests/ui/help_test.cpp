@@ -9,15 +9,12 @@
 #include <QToolBar>
 
 #include "engine/startup.h"
+#include "tests/fakes/application.h"
 #include "ui/context_help.h"
 #include "ui/help_viewer.h"
 
 namespace quenvar {
 namespace {
-
-int argumentCount = 1;
-char programName[] = "test";
-char* arguments[] = {programName, nullptr};
 
 class Help : public testing::Test {
  protected:
@@ -34,7 +31,7 @@ class Help : public testing::Test {
     return viewer->findChild<QTextBrowser*>();
   }
 
-  QApplication application{argumentCount, arguments};
+  TestApplication<QApplication> application;
   QWidget window;
   HelpViewer* viewer = nullptr;
 };
@@ -45,7 +42,7 @@ bool Complains(const QTextBrowser* shown) { return shown->toPlainText().contains
 TEST_F(Help, EveryTopicHasItsPage) {
   const std::pair<int, const char*> topics[] = {{1017, "system.html"}, {1004, "server.html"}, {1012, "log.html"},
                                                 {1018, "about.html"},  {1014, "update.html"}, {10, "tray.html"},
-                                                {0, "contents.html"},  {9, "contents.html"},  {1017, "system.html"}};
+                                                {0, "contents.html"},  {9, "contents.html"}};
   for (const auto& [topic, page] : topics) {
     const QTextBrowser* const shown = Ask(window, topic);
     EXPECT_EQ(shown->source().fileName(), page) << topic;
@@ -68,8 +65,6 @@ TEST_F(Help, WhatIsNoHelpFileIsNamed) {
     file.close();
   }
   EXPECT_EQ(QDir(directory.path()).count(), 3U) << "nothing is left beside it";
-  ASSERT_TRUE(file.remove() && QDir().mkdir(file.fileName()));
-  EXPECT_TRUE(Complains(Ask(window, 1017))) << "a directory";
 }
 
 TEST_F(Help, ServesAModalDialogAndComesBackAfterIt) {

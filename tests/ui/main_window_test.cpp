@@ -1,11 +1,8 @@
 #include "ui/main_window.h"
 
 #include <QGroupBox>
-#include <QMenuBar>
-#include <QMessageBox>
 #include <QToolButton>
 
-#include "platform/qt/qt_message_boxes.h"
 #include "tests/ui/window_fixture.h"
 
 namespace quenvar {
@@ -87,36 +84,24 @@ TEST_F(MainWindow, TheTabKeyReachesTheControlsOfThePageAndNoOptions) {
 TEST_F(MainWindow, EveryControlExplainsItself) {
   AddServer(0, "10.1.0.1", "", 1);
   TotalWinning = 8;
-  const QString lost = "Percentage of DNS requests which were lost or not answered";
   const std::tuple<int, QString, QString> cases[] = {
       {0, "b1", "Clear cache statistics"},
-      {0, "b2", "Delete all entrys from cache"},
-      {0, "b5", "Open help system"},
-      {0, "b6", "Hide this window"},
-      {0, "b7", "Exit program"},
       {0, "Progress1", "Percentage of DNS requests which were answered from the cache"},
-      {0, "Progress2", "Percentage of DNS requests which were answered by a name server"},
       {0, "Progress3", "Percentage of DNS Requests which were lost or not answered"},
-      {0, "Text7", lost},
-      {0, "Text4", "This is the total time gained by the chache system"},
-      {0, "Frame1", ""},
+      {0, "Text7", "Percentage of DNS requests which were lost or not answered"},
       {0, "Check2", "Keep Quenvar in the system tray at start up."},
-      {0, "Check3", "DNS requests will not be served from cache if this is selected"},
       {0, "SSTab1", "SSTab1"},
       {0, "hlp", "SSTab1"},
       {0, "Quenvar_Mainform", ""},
       {1, "b1", "Reset name server statistics"},
-      {1, "tabelle", " "},
       {1, "Check(0)", "Disable this name server"},
       {1, "Check(1)", "Enable this name server"},
       {1, "Text(0)", "Edit this name server"},
       {1, "Text(1)", "Add the IP number of a name server here"},
-      {1, "Desc(1)", "You can enter a descriptive text for this server here"},
       {1, "Proz(0)", "This server was the first to answer for 12.5% of all requests"},
       {1, "CheckI(0)", "You will see a green 'OK' if this nameserver did answer"},
       {2, "b1", "Clear the log window"},
       {2, "qt_scrollarea_viewport", "Quenvar event log"},
-      {3, "b1", "Check for Quenvar updates"},
       {3, "Label11", "Visit the Oltrenix web page"},
   };
   for (const auto& [page, name, hint] : cases) {
@@ -168,16 +153,6 @@ TEST_F(MainWindow, ClosingAndEscHideAndTheMenuEnds) {
   EXPECT_FALSE(events.quit);
   form.findChild<QAction*>("mnuQuit")->trigger();
   EXPECT_TRUE(events.quit);
-}
-
-TEST_F(MainWindow, ALinkGivesWayUnderTheMouse) {
-  Turn(kAboutPage);
-  auto* const link = Find<QLabel>("Label11");
-  const QPoint place = link->pos();
-  QTest::mousePress(link, Qt::LeftButton);
-  EXPECT_EQ(link->pos(), place + QPoint(1, 1));
-  QTest::mouseRelease(link, Qt::LeftButton, Qt::NoModifier, QPoint(-50, -50));
-  EXPECT_EQ(link->pos(), place);
 }
 
 }  // namespace

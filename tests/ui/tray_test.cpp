@@ -9,6 +9,7 @@
 #include <QTest>
 
 #include "platform/qt/tray_service.h"
+#include "tests/fakes/application.h"
 
 namespace quenvar {
 namespace {
@@ -35,10 +36,7 @@ TEST(TrayService, FindsOnceATrayThatComesToTheSessionBusLater) {
   ASSERT_TRUE(daemon.waitForReadyRead());
   const QByteArray address = daemon.readLine().trimmed();
   qputenv("DBUS_SESSION_BUS_ADDRESS", address);
-  int argumentCount = 1;
-  char name[] = "test";
-  char* arguments[] = {name, nullptr};
-  const QGuiApplication application(argumentCount, arguments);
+  const TestApplication<QGuiApplication> application;
   QDBusConnection desktop = QDBusConnection::connectToBus(address, "desktop");
   FakeWatcher watcher;
   ASSERT_TRUE(desktop.registerVirtualObject(kPath, &watcher));

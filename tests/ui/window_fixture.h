@@ -6,6 +6,7 @@
 #include <QLabel>
 #include <QTest>
 
+#include "tests/fakes/application.h"
 #include "tests/fakes/fake_record_store.h"
 #include "tests/fakes/service.h"
 #include "ui/correction_dialog.h"
@@ -52,14 +53,9 @@ class WindowTest : public Service {
   }
   void Click(QWidget* control) { QTest::mouseClick(control, Qt::LeftButton); }
   void Turn(int page) { pages->setCurrentIndex(page); }
-  std::string Hint() const { return LastHint.toStdString(); }
-
-  static inline int argumentCount = 1;
-  static inline char programName[] = "test";
-  static inline char* arguments[] = {programName, nullptr};
 
   FakeRecordStore records;
-  QApplication application{argumentCount, arguments};
+  TestApplication<QApplication> application;
   Quenvar_Mainform form;
   Quenvar_Correct dialog{&form};
   QTabBar* pages = form.findChild<QTabBar*>();
