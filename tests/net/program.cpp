@@ -18,17 +18,18 @@ namespace fs = std::filesystem;
 namespace {
 
 void SetEnvironment(const Home& home, const StartOptions& options) {
-  const std::pair<const char*, std::string> variables[] = {
+  std::map<std::string, std::string> variables = options.environment;
+  variables.merge(std::map<std::string, std::string>{
       {"HOME", home.root},
       {"XDG_CONFIG_HOME", home.root / "config"},
       {"XDG_DATA_HOME", home.root / "data"},
-      {"XDG_RUNTIME_DIR", home.root / options.runtimeDirectory},
+      {"XDG_RUNTIME_DIR", home.root / "runtime"},
       {"DBUS_SESSION_BUS_ADDRESS", "disabled:"},
-      {"LC_ALL", options.region},
+      {"LC_ALL", "C.UTF-8"},
       {"QT_QPA_PLATFORM", options.display.empty() ? "offscreen" : "xcb"},
       {"DISPLAY", options.display},
-  };
-  for (const auto& [name, value] : variables) setenv(name, value.c_str(), 1);
+  });
+  for (const auto& [name, value] : variables) setenv(name.c_str(), value.c_str(), 1);
 }
 
 [[noreturn]] void Become(const Home& home, const StartOptions& options, const fs::path& standardError) {

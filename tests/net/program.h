@@ -5,6 +5,7 @@
 #include <sys/types.h>
 
 #include <cstdio>
+#include <map>
 
 #include "wire.h"
 
@@ -31,9 +32,8 @@ struct StartOptions {
   std::string display = {};  ///< of an X server; empty: the program draws nowhere
   bool serves = true;        ///< the constructor waits until UDP port 53 is bound in the place
   Place place = Place::Home;
-  unsigned descriptorLimit = 0;              ///< 0: as many as the test itself may have
-  std::string runtimeDirectory = "runtime";  ///< in the home
-  std::string region = "C.UTF-8";
+  unsigned descriptorLimit = 0;                         ///< 0: as many as the test itself may have
+  std::map<std::string, std::string> environment = {};  ///< in place of the usual variables, or beside them
 };
 
 /// A running copy of the program. Is ended in order with this object, if it has not ended before.

@@ -13,7 +13,7 @@ class Settings : public LabTest {
   /// Starts the program on a settings file, lets it serve and ends it: what the file then holds.
   std::string After(const std::string& settings, const std::string& region = "C.UTF-8") {
     WriteFile(home_.SettingsFile(), settings);
-    Program program(home_, {.region = region});
+    Program program(home_, {.environment = {{"LC_ALL", region}}});
     program.Terminate();
     return ReadFile(home_.SettingsFile());
   }
@@ -61,23 +61,26 @@ using Startup = LabTest;
 
 TEST_F(Startup, ATakenPortIsReportedInABoxAndTheListIsKept) {
   const Screen screen;
-  const Endpoint taken(Place::Home, "0.0.0.0", 53);
-  Program program(home_, {.display = screen.Display()});
-  ASSERT_TRUE(screen.Shows("Error")) << program.StandardError();
-  EXPECT_EQ(screen.Count("Quenvar"), 0) << "the window is never shown";
-  screen.PressEnter("Error");
-  EXPECT_EQ(program.Wait(), 2);
-  EXPECT_EQ(home_.Setting("DNS_0_NAME"), ServerAt(1));
+  for (const bool udp : {true, false}) {
+    const auto taken = udp ? nullptr : Listen(Place::Home);
+    const Endpoint inTheWay(Place::Home, "0.0.0.0", udp ? 53 : 0);
+    Program program(home_, {.display = screen.Display(), .serves = false});
+    ASSERT_TRUE(screen.Shows("Error")) << program.StandardError();
+    EXPECT_EQ(screen.Count("Quenvar"), 0) << "the window is never shown";
+    screen.PressEnter("Error");
+    EXPECT_EQ(program.Wait(), 2);
+    EXPECT_EQ(home_.Setting("DNS_0_NAME"), ServerAt(1));
+  }
 }
 
-// In a network of its own the second copy could have port 53, so only the first copy keeps it from running.
+// In a network of its own the second copy could have port 53, so only the first copy keeps it from running. The
+// settings are what the two would share; each of them may come from another login.
 TEST_F(Startup, ASecondCopyEndsAtOnceAndLeavesTheSettingsAlone) {
   {
     const Program first(home_);
     ASSERT_TRUE(RoundTrip());
     for (const Place place : {Place::Home, Place::Lonely}) {
-      // The settings are what the two would share; each of them may come from another login.
-      Program second(home_, {.serves = false, .place = place, .runtimeDirectory = home_.root / "config"});
+      Program second(home_, {.serves = false, .place = place, .environment = {{"XDG_RUNTIME_DIR", home_.root}}});
       EXPECT_EQ(second.Wait(), 0);
       EXPECT_EQ(second.StandardError().find("rror"), std::string::npos) << second.StandardError();
     }

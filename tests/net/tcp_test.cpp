@@ -1,6 +1,8 @@
 // The relay of TCP connections, with real clients on one side and name servers on the other.
 #include <signal.h>
+#include <sys/socket.h>
 
+#include <cerrno>
 #include <future>
 #include <stdexcept>
 
@@ -9,21 +11,87 @@
 namespace quenvar::lab {
 namespace {
 
+std::string Pattern(std::size_t size, unsigned seed = 1) {
+  std::string bytes(size, '\0');
+  for (char& byte : bytes) byte = static_cast<char>((seed = seed * 1664525 + 1013904223) >> 24);
+  return bytes;
+}
+
+void SendBackAll(const Socket& connection) {
+  for (std::string piece; !(piece = Receive(connection, 65536, 0)).empty();) Send(connection, piece);
+}
+
+/// Sends until nothing more goes for a while: what went.
+std::string SendUntilItStalls(const Socket& connection) {
+  const std::string bytes = Pattern(8 << 20);
+  std::size_t sent = 0;
+  for (int idle = 0; idle < 10;) {
+    const ssize_t size = send(*connection, &bytes[sent], bytes.size() - sent, MSG_DONTWAIT | MSG_NOSIGNAL);
+    sent += static_cast<std::size_t>(std::max<ssize_t>(size, 0));
+    idle = size > 0 ? 0 : idle + 1;
+    if (size <= 0) std::this_thread::sleep_for(std::chrono::milliseconds(30));
+  }
+  return bytes.substr(0, sent);
+}
+
 class TcpRelay : public LabTest {
  protected:
-  const Socket listening_ = Listen();
+  Socket listening_ = Listen(Place::Upstream);
 };
 
-TEST_F(TcpRelay, BytesPassUnchanged) {
+TEST_F(TcpRelay, TwoHundredClientsAtOnceGetTheirOwnBytes) {
   const Program program(home_);
-  std::string bytes(1 << 20, '\0');
-  for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * i >> 7);
+  constexpr std::size_t kSize = 1 << 20;
+  std::vector<std::jthread> servers;
+  std::vector<Socket> clients;
+  std::vector<std::future<void>> sending;
+  for (unsigned number = 0; number < 200; ++number) {
+    clients.push_back(Connect());
+    servers.emplace_back(SendBackAll, Accept(listening_));
+    sending.push_back(std::async(std::launch::async, Send, clients.back(), Pattern(kSize, number)));
+  }
+  for (unsigned number = 0; number < 200; ++number)
+    EXPECT_TRUE(Receive(clients[number], kSize) == Pattern(kSize, number)) << number;
+}
+
+TEST_F(TcpRelay, AClientThatClosedItsSendingSideStillGetsItsAnswerAndTheEnd) {
+  const Program program(home_);
+  const Socket client = Connect();
+  Socket server = Accept(listening_);
+  Send(client, "query");
+  shutdown(*client, SHUT_WR);
+  EXPECT_EQ(Receive(server, 6), "query") << "and the end";
+  Send(server, "answer");
+  server.reset();
+  EXPECT_EQ(Receive(client, 7), "answer");
+}
+
+TEST_F(TcpRelay, ASideThatStopsReadingHoldsLessThanOneMiBAndLosesNothing) {
+  const Program program(home_);
   const Socket client = Connect();
   const Socket server = Accept(listening_);
-  for (const auto& [from, to] : {std::pair(&client, &server), std::pair(&server, &client)}) {
-    const auto sent = std::async(std::launch::async, [&] { Send(*from, bytes); });
-    EXPECT_TRUE(Receive(*to, bytes.size()) == bytes);
+  for (const auto& [from, to] : {std::pair(client, server), std::pair(server, client)}) {
+    const std::string sent = SendUntilItStalls(from);
+    EXPECT_GT(sent.size(), 256u << 10);
+    EXPECT_LT(sent.size(), 1u << 20);
+    EXPECT_TRUE(Receive(to, sent.size()) == sent);
   }
+}
+
+TEST_F(TcpRelay, AServerThatNeverAcceptsHoldsLessThanOneMiB) {
+  WriteFile(home_.SettingsFile(), SettingsFor({50}));  // nobody is there
+  const Program program(home_);
+  EXPECT_LT(SendUntilItStalls(Connect()).size(), 1u << 20);
+}
+
+TEST_F(TcpRelay, AServerThatRefusesLeavesItsClientAlone) {
+  const Program program(home_);
+  listening_.reset();
+  const Socket client = Connect();
+  for (int turn = 0; turn < 10; ++turn) EXPECT_TRUE(RoundTrip());
+  char byte;
+  EXPECT_EQ(recv(*client, &byte, 1, MSG_DONTWAIT), -1);
+  EXPECT_EQ(errno, EAGAIN) << "the connection is still there";
 }
 
 TEST_F(TcpRelay, OutOfDescriptorsItServesUdpAndTcpAgainAfterwards) {

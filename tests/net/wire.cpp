@@ -38,6 +38,9 @@ Socket Open(int type, Place place, const std::string& address, std::uint16_t por
   Enter(Place::Home);
   const int on = 1;
   setsockopt(*socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+  const int fewBytes = 48 * 1024;  // so that it shows what the program holds
+  for (const int buffer : {SO_SNDBUF, SO_RCVBUF})
+    if (type == SOCK_STREAM) setsockopt(*socket, SOL_SOCKET, buffer, &fewBytes, sizeof fewBytes);
   const timeval patience = {kPatience.count() / 1000, 0};
   setsockopt(*socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
   const sockaddr_in own = Address(address, port);
@@ -129,8 +132,8 @@ Socket Connect() {
   return socket;
 }
 
-Socket Listen() {
-  const Socket socket = Open(SOCK_STREAM, Place::Upstream, "0.0.0.0", 53);
+Socket Listen(Place place) {
+  const Socket socket = Open(SOCK_STREAM, place, "0.0.0.0", 53);
   Require(listen(*socket, 1024) == 0, "TCP port 53");
   return socket;
 }
@@ -142,9 +145,9 @@ void Send(const Socket& connection, const std::string& bytes) {
   Require(sent == static_cast<ssize_t>(bytes.size()), "all bytes sent");
 }
 
-std::string Receive(const Socket& connection, std::size_t count) {
+std::string Receive(const Socket& connection, std::size_t count, int flags) {
   std::string bytes(count, '\0');
-  const ssize_t received = recv(*connection, bytes.data(), count, MSG_WAITALL);
+  const ssize_t received = recv(*connection, bytes.data(), count, flags);
   return bytes.substr(0, static_cast<std::size_t>(std::max<ssize_t>(received, 0)));
 }
 

@@ -78,14 +78,15 @@ class Servers {
 
 /// A connection to the program. Throws when it is refused.
 Socket Connect();
-/// TCP port 53 of all name servers.
-Socket Listen();
+/// TCP port 53 of all addresses of a place. Throws when it is taken.
+Socket Listen(Place place);
 /// The next connection. Throws when none comes.
 Socket Accept(const Socket& listening);
 /// Sends all bytes over a connection. Throws when it has ended.
 void Send(const Socket& connection, const std::string& bytes);
-/// Waits for `count` bytes; fewer when the other side closes or is silent for kPatience.
-std::string Receive(const Socket& connection, std::size_t count);
+/// Waits for `count` bytes; fewer when the other side closes or is silent for kPatience. Without MSG_WAITALL the bytes
+/// that come first are enough.
+std::string Receive(const Socket& connection, std::size_t count, int flags = MSG_WAITALL);
 /// The other side closes and sends nothing before.
 bool Ends(const Socket& connection);
 

@@ -86,11 +86,10 @@ TEST_F(Files, FailingWritesKeepNoAnswerBack) {
     RemoveCache();
     WriteFile(database_, filled);
     WriteFile(home_.SettingsFile(), settings);
-    const Environment environment({{"LD_PRELOAD", Preload("failing_writes")},
-                                   {"SOAK_FAIL_AT", std::to_string(failing)},
-                                   {"SOAK_FAIL_EVER", forEver ? "1" : "0"},
-                                   {"SOAK_COUNT_FILE", failing == 0 ? counter : ""}});
-    const auto program = Start();
+    const Program program(home_, {.environment = {{"LD_PRELOAD", Preload("failing_writes")},
+                                                  {"SOAK_FAIL_AT", std::to_string(failing)},
+                                                  {"SOAK_FAIL_EVER", forEver ? "1" : "0"},
+                                                  {"SOAK_COUNT_FILE", failing == 0 ? counter : ""}}});
     AskAndAnswer(30);
     std::this_thread::sleep_for(milliseconds(510));  // until what is stored goes into the file
     AskAndAnswer(30);

@@ -58,14 +58,6 @@ int Size(int full) {
   return percent == nullptr ? full : std::max(1, static_cast<int>(full / 100.0 * std::atof(percent)));
 }
 
-Environment::Environment(const std::map<std::string, std::string>& variables) : variables_(variables) {
-  for (const auto& [name, value] : variables_) setenv(name.c_str(), value.c_str(), 1);
-}
-
-Environment::~Environment() {
-  for (const auto& [name, value] : variables_) unsetenv(name.c_str());
-}
-
 std::string Preload(const std::string& name) { return QUENVAR_PRELOADS + name + ".so"; }
 
 int Memory(const Program& program) {

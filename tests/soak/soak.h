@@ -14,16 +14,6 @@ namespace quenvar::lab {
 /// The part of a full size that is run: all of it, or as many percent as QUENVAR_SOAK_PERCENT says; at least 1.
 int Size(int full);
 
-/// Variables of the environment that programs started from now on get, as long as this lives.
-class Environment {
- public:
-  explicit Environment(const std::map<std::string, std::string>& variables);
-  ~Environment();
-
- private:
-  std::map<std::string, std::string> variables_;
-};
-
 /// Where a library is that LD_PRELOAD loads in front of the program.
 std::string Preload(const std::string& name);
 

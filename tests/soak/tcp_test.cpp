@@ -33,7 +33,7 @@ class PatientServers {
     }
   }
 
-  const Socket listening_ = Listen();
+  const Socket listening_ = Listen(Place::Upstream);
   std::vector<Socket> connections_;
   std::jthread thread_{[this](const std::stop_token& ended) { Serve(ended); }};
 };

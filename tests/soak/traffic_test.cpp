@@ -85,10 +85,9 @@ TEST_P(Traffic, ItRunsForMonths) {
   const milliseconds length(Size(20 * 60 * 1000));
   const auto begin = wrap - std::min<std::int64_t>(5400, length.count() * kSpeed / 1000 / 2);
   manners_ = {.names = 100, .longestDelay = milliseconds(80), .doubledPercent = 5, .lostPerMille = 5};
-  const Environment environment({{"LD_PRELOAD", Preload("fast_clock")},
-                                 {"SOAK_CLOCK_BEGIN", std::to_string(begin)},
-                                 {"SOAK_CLOCK_SPEED", std::to_string(kSpeed)}});
-  Program program(home_);
+  Program program(home_, {.environment = {{"LD_PRELOAD", Preload("fast_clock")},
+                                          {"SOAK_CLOCK_BEGIN", std::to_string(begin)},
+                                          {"SOAK_CLOCK_SPEED", std::to_string(kSpeed)}}});
   const auto start = steady_clock::now();
   const auto askUntil = [&](milliseconds end, int count) {
     for (auto next = steady_clock::now(); next < start + end; next += milliseconds(100)) {
