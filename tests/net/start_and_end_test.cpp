@@ -1,4 +1,5 @@
 // Starts that go well and starts that do not, and the files as the program leaves them behind.
+#include <signal.h>
 #include <sys/mount.h>
 
 #include "program.h"
@@ -60,8 +61,8 @@ TEST_F(Settings, AFullDiskLeavesTheOldFileWhole) {
 using Startup = LabTest;
 
 TEST_F(Startup, ATakenPortIsReportedInABoxAndTheListIsKept) {
-  const Screen screen;
   for (const bool udp : {true, false}) {
+    const Screen screen;
     const auto taken = udp ? nullptr : Listen(Place::Home);
     const Endpoint inTheWay(Place::Home, "0.0.0.0", udp ? 53 : 0);
     Program program(home_, {.display = screen.Display(), .serves = false});
@@ -88,6 +89,22 @@ TEST_F(Startup, ASecondCopyEndsAtOnceAndLeavesTheSettingsAlone) {
     EXPECT_TRUE(RoundTrip());
   }
   const Program next(home_);  // once the first copy has ended, another one runs
+}
+
+// Where there is no tray, it is the way back to a hidden window.
+TEST_F(Startup, ASecondStartShowsAHiddenWindowWhateverTheFirstCopyDoes) {
+  WriteFile(home_.SettingsFile(), SettingsFor({1}, "No", "SYSTRAY=Yes\n"));
+  const Screen screen;
+  const Program first(home_, {.display = screen.Display()});
+  EXPECT_EQ(screen.Count("Quenvar"), 0);
+  for (const int signal : {SIGCONT, SIGSTOP}) {
+    first.Signal(signal);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(Program(home_, {.display = screen.Display(), .serves = false}).Wait(), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+    EXPECT_TRUE(screen.Shows("Quenvar"));
+  }
+  first.Signal(SIGCONT);
 }
 
 // The host's name is unknown here and its resolver is the first name server, which stays silent.

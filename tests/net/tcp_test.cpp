@@ -117,7 +117,7 @@ TEST_F(TcpRelay, OutOfDescriptorsItServesUdpAndTcpAgainAfterwards) {
 
 // In the tray, so that no other window has the title of the box.
 TEST_F(TcpRelay, AClientThatSendsAfterItsServerHasClosedEndsTheProgram) {
-  const std::string settings = "[OPTIONS]\nSYSTRAY=Yes\n" + SettingsFor({1});
+  const std::string settings = SettingsFor({1}, "Yes", "SYSTRAY=Yes\n");
   WriteFile(home_.SettingsFile(), settings);
   const Screen screen;
   Program program(home_, {.display = screen.Display()});

@@ -1,6 +1,4 @@
-// The icon in a real tray, pressed by a real mouse, and the second start that takes its place where there is no tray.
-#include <signal.h>
-
+// The icon in a real tray, pressed by a real mouse.
 #include <functional>
 #include <sstream>
 
@@ -8,8 +6,6 @@
 
 namespace quenvar::lab {
 namespace {
-
-const std::string kHidden = "[OPTIONS]\nSYSTRAY=Yes\n[NAMESERVER]\nDNS_0_NAME=" + ServerAt(1) + "\nDNS_0_ENABLED=Yes\n";
 
 class Tray : public LabTest {
  protected:
@@ -66,7 +62,7 @@ TEST_F(Tray, TheIconComesWithEveryTrayHoweverLate) {
 }
 
 TEST_F(Tray, ItsClicksAndItsMenuShowHideAndEnd) {
-  WriteFile(home_.SettingsFile(), kHidden);
+  WriteFile(home_.SettingsFile(), SettingsFor({1}, "No", "SYSTRAY=Yes\n"));
   StartTray();
   Program program(home_, {.display = screen_.Display()});
   ASSERT_TRUE(Becomes(1, "quenvar"));
@@ -91,22 +87,6 @@ TEST_F(Tray, ItsClicksAndItsMenuShowHideAndEnd) {
   EXPECT_TRUE(RoundTrip()) << "the service goes on under a box";
   screen_.PressEnter("QUIT");
   EXPECT_EQ(program.Wait(), 0);
-}
-
-TEST_F(Tray, ASecondStartShowsAHiddenWindow) {
-  WriteFile(home_.SettingsFile(), kHidden);
-  const Program first(home_, {.display = screen_.Display()});
-  EXPECT_EQ(Count("Quenvar"), 0);
-  const auto startAgain = [this] {
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(Program(home_, {.display = screen_.Display(), .serves = false}).Wait(), 0);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
-  };
-  startAgain();
-  EXPECT_TRUE(Becomes(1, "Quenvar"));
-  first.Signal(SIGSTOP);
-  for (int start = 0; start < 20; ++start) startAgain();
-  first.Signal(SIGCONT);
 }
 
 }  // namespace
