@@ -111,13 +111,15 @@ void Soak::Serve(const Datagram& query) {
   if (serial.empty() || silent_.contains(serial)) return;
   for (int copies = Random(100) < manners_.doubledPercent ? 2 : 1; copies > 0; --copies) {
     const auto delay = std::chrono::microseconds(Random(1 + 1000 * static_cast<int>(manners_.longestDelay.count())));
-    later_.push({Clock::now() + delay, {query, TrueAnswer(query.bytes)}});
+    later_.emplace(Clock::now() + delay, std::pair(query, TrueAnswer(query.bytes)));
   }
 }
 
 void Soak::SendWhatIsDue() {
-  for (; !later_.empty() && later_.top().first <= Clock::now(); later_.pop())
-    servers_.Answer(later_.top().second.first, later_.top().second.second);
+  for (; !later_.empty() && later_.begin()->first <= Clock::now(); later_.erase(later_.begin())) {
+    const auto& [query, answer] = later_.begin()->second;
+    servers_.Answer(query, answer);
+  }
 }
 
 std::string Soak::KeyOf(const std::string& message) const {
@@ -140,12 +142,6 @@ void Soak::TakeAnswers() {
     while (const auto answer = asker.socket.Receive(kNow)) Check(asker, answer->bytes);
 }
 
-void Soak::BeginAsking() {
-  while (static_cast<int>(askers_.size()) < manners_.clients) askers_.emplace_back();
-  unseen_.clear();
-  silent_.clear();
-}
-
 void Soak::ServeAndTakeAnswers() {
   while (const auto query = servers_.Next(kNow)) {
     Serve(*query);
@@ -156,7 +152,7 @@ void Soak::ServeAndTakeAnswers() {
 }
 
 void Soak::AskAndServe(int count) {
-  BeginAsking();
+  unseen_.clear();
   for (int question = 0; question < count; ++question) Ask();
   ASSERT_TRUE(Eventually([&] {
     ServeAndTakeAnswers();
@@ -175,11 +171,10 @@ void Soak::AskAndAnswer(int count) {
 
 void Soak::AskFor(std::chrono::milliseconds duration) {
   for (const auto end = Clock::now() + duration; Clock::now() < end && !HasFatalFailure();) AskAndAnswer(20);
-  BeginAsking();
   for (int question = 0; question < 100; ++question) Ask();
   for (const auto end = Clock::now() + std::chrono::milliseconds(Random(30)); Clock::now() < end;)
     ServeAndTakeAnswers();
-  later_ = {};
+  later_.clear();
 }
 
 std::string Soak::Figures() const {

@@ -2,8 +2,8 @@
 // and at its cache.
 #pragma once
 
+#include <array>
 #include <map>
-#include <queue>
 #include <random>
 #include <set>
 
@@ -30,7 +30,6 @@ CacheContent ReadCache(const Home& home);
 
 /// How traffic goes. All numbers are drawn anew for each query or answer.
 struct Manners {
-  int clients = 8;
   int names = 5000;  ///< of each client, and as many that all of them ask for
   std::chrono::milliseconds longestDelay{10};
   int doubledPercent = 20;
@@ -77,12 +76,7 @@ class Soak : public LabTest {
     Client socket;
     std::map<std::string, int> awaited;  ///< how often, by identifier (where it counts) and question
   };
-  using Later = std::pair<std::chrono::steady_clock::time_point, std::pair<Datagram, std::string>>;
-  struct IsLater {
-    bool operator()(const Later& a, const Later& b) const { return a.first > b.first; }
-  };
 
-  void BeginAsking();
   void Ask();
   void ServeAndTakeAnswers();
   void Serve(const Datagram& query);
@@ -92,10 +86,10 @@ class Soak : public LabTest {
   std::string KeyOf(const std::string& message) const;
 
   bool matchesQuestion_ = false;
-  std::vector<Asker> askers_;
-  std::priority_queue<Later, std::vector<Later>, IsLater> later_;
+  std::array<Asker, 8> askers_;
+  std::multimap<std::chrono::steady_clock::time_point, std::pair<Datagram, std::string>> later_;  ///< answers, by when
   std::set<std::string> unseen_;  ///< serials of the queries of this batch that no server has seen
-  std::set<std::string> silent_;  ///< and of those that get no answer
+  std::set<std::string> silent_;  ///< serials of the queries that get no answer
   int rooms_ = 0;
 };
 
