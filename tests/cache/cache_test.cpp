@@ -2,9 +2,12 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <utility>
 
 #include "base/text.h"
 #include "cache/answer_cache.h"

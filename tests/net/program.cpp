@@ -1,6 +1,7 @@
 #include "program.h"
 
 #include <fcntl.h>
+#include <linux/capability.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -35,6 +36,7 @@ void SetEnvironment(const Home& home, const StartOptions& options) {
 [[noreturn]] void Become(const Home& home, const StartOptions& options, const fs::path& standardError) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   Enter(options.place);
+  if (!options.mayBindPort53) prctl(PR_CAPBSET_DROP, CAP_NET_BIND_SERVICE);
   const rlimit descriptors = {options.descriptorLimit, options.descriptorLimit};
   if (options.descriptorLimit != 0) setrlimit(RLIMIT_NOFILE, &descriptors);
   dup2(open(standardError.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600), STDERR_FILENO);

@@ -32,6 +32,7 @@ struct StartOptions {
   std::string display = {};  ///< of an X server; empty: the program draws nowhere
   bool serves = true;        ///< the constructor waits until UDP port 53 is bound in the place
   Place place = Place::Home;
+  bool mayBindPort53 = true;
   unsigned descriptorLimit = 0;                         ///< 0: as many as the test itself may have
   std::map<std::string, std::string> environment = {};  ///< in place of the usual variables, or beside them
 };

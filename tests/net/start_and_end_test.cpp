@@ -74,6 +74,13 @@ TEST_F(Startup, ATakenPortIsReportedInABoxAndTheListIsKept) {
   }
 }
 
+TEST_F(Startup, AUserWhoMayNotBindPort53IsToldOnStandardError) {
+  Program program(home_, {.serves = false, .mayBindPort53 = false});
+  EXPECT_EQ(program.Wait(), 2);
+  for (const char* text : {"Initialisation error:13, please check your TCP/IP setup.", "sudo ./run"})
+    EXPECT_NE(program.StandardError().find(text), std::string::npos) << program.StandardError();
+}
+
 // In a network of its own the second copy could have port 53, so only the first copy keeps it from running. The
 // settings are what the two would share; each of them may come from another login.
 TEST_F(Startup, ASecondCopyEndsAtOnceAndLeavesTheSettingsAlone) {
