@@ -77,9 +77,9 @@ Program::Program(const Home& home, const StartOptions& options) {
   standardError_ = kDirectory / ("stderr" + std::to_string(++programs));
   process_ = fork();
   if (process_ == 0) Become(home, options, standardError_);
-  const fs::path table = "/proc/" + std::to_string(process_) + "/net/udp";
-  const auto bound = [&] { return ReadFile(table).find(" 00000000:0035 ") != std::string::npos; };
-  EXPECT_TRUE(!options.serves || Eventually(bound)) << StandardError();
+  const fs::path table = "/proc/" + std::to_string(process_) + "/net/tcp";
+  const auto listens = [&] { return ReadFile(table).find(" 00000000:0035 00000000:0000 ") != std::string::npos; };
+  EXPECT_TRUE(!options.serves || Eventually(listens)) << StandardError();
 }
 
 Program::~Program() {

@@ -30,7 +30,7 @@ std::string SettingsFor(const std::vector<int>& servers, const std::string& noCa
 
 struct StartOptions {
   std::string display = {};  ///< of an X server; empty: the program draws nowhere
-  bool serves = true;        ///< the constructor waits until UDP port 53 is bound in the place
+  bool serves = true;        ///< the constructor waits until port 53 is open in the place, TCP as the last
   Place place = Place::Home;
   bool mayBindPort53 = true;
   unsigned descriptorLimit = 0;                         ///< 0: as many as the test itself may have
