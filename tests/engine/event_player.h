@@ -43,7 +43,7 @@ class EventPlayer : public FakeService {
     if (what < 110) Ask();
     if (what >= 110 && what < 190) Answer();
     if (what >= 190 && what < 215) LetTimePass();
-    if (what >= 215 && what < 230) OnTimer1();
+    if (what >= 215 && what < 230) Sweep();
     if (what >= 230 && what < 243) EditAddress();
     // The box of a row without a usable address cannot be ticked.
     const int row = static_cast<int>(what % kServerRows);
@@ -95,6 +95,8 @@ class EventPlayer : public FakeService {
     if (strange == 1) query = Changed(query);
     if (strange == 2) query = choices.Text();
     queries.push_back(query);
+    unanswered.insert(static_cast<std::int32_t>(queries.size()) - 1);
+    mayForget = mayForget || PendingCount == kPendingSlots;
     OnClientDatagram(Exact(query), "10.0.0.9", static_cast<std::int32_t>(queries.size()) - 1);
   }
 
@@ -157,6 +159,10 @@ class EventPlayer : public FakeService {
     const char* const text = OneOf({"", "10.1.0.1", "10.1.0.2", " 10.1.0.3 ", "10.1.0.03", "1.2.3", "x", "127.0.0.1"});
     CommitAddressEdit(static_cast<int>(choices.Below(kServerRows)), text);
   }
+  void Sweep() {
+    mayForget = true;
+    OnTimer1();
+  }
   // As after months: ageing is near.
   void GrowOld() {
     TOTALQ = ADNS = 9990;
@@ -178,8 +184,19 @@ class EventPlayer : public FakeService {
       Require(request.Name == answerRules->KeyOf(QueryFrom(request.ClientPort)), "another name in the table");
       Require(request.Waits() != answered.contains(request.ClientPort), "waits although answered, or the reverse");
     }
+    CheckThatNobodyIsForgotten(ports);
     upstream.sent.clear();
     for (Trace* const grown : {&trace, &profile.written, &table.calls}) grown->clear();
+  }
+
+  // Only the sweep and a full table give clients up.
+  void CheckThatNobodyIsForgotten(const std::set<std::int32_t>& inTable) {
+    std::erase_if(unanswered, [&](std::int32_t port) {
+      const bool gone = !answered.contains(port) && !inTable.contains(port);
+      Require(!gone || mayForget, "a client is forgotten");
+      return gone || answered.contains(port);
+    });
+    mayForget = mayForget && depth > 1;
   }
 
   void CheckCounters() {
@@ -195,6 +212,8 @@ class EventPlayer : public FakeService {
   FakeRecordStore records;
   std::vector<std::string> queries;
   std::set<std::int32_t> answered;
+  std::set<std::int32_t> unanswered;  // as far as the last check knew
+  bool mayForget = false;
   int depth = 0;
 };
 

@@ -14,13 +14,21 @@ class Flood : public Soak, public testing::WithParamInterface<std::string> {
  protected:
   Flood() { WriteFile(home_.SettingsFile(), SettingsFor({1}, "No", GetParam())); }
 
+  /// A message with a name that fills the largest datagram.
+  static std::string LongName(int number) {
+    const std::string first = std::to_string(100 + number);
+    std::string message(12, '\0');
+    message += '\3' + first;
+    while (message.size() < 65'000) message += '\77' + std::string(63, 'x');
+    return message + '\0';
+  }
   /// Sends noise to where clients ask, and answers that nobody has asked for to where servers answer.
   /// At full speed the kernel loses most of them; with a pause after every twenty, the program gets them all.
   void Pour(int datagrams, bool pauses, const sockaddr_in& upstream) {
     std::vector<std::string> noise;
     std::vector<std::string> spoofed;
     for (int i = 0; i < 500; ++i) {
-      noise.push_back(Noise(Random(600)));
+      noise.push_back(i % 10 == 0 ? LongName(i) : Noise(Random(600)));
       spoofed.push_back(AnswerTo(Query(Random(65536), "spoofed-" + std::to_string(i) + ".test")));
     }
     for (std::size_t i = 0; i < static_cast<std::size_t>(datagrams) / 2; ++i) {
