@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 
 #include <QApplication>
+#include <QDir>
 #include <QLocale>
 #include <QStandardPaths>
 #include <QTimer>
@@ -49,6 +50,12 @@ void RaiseDescriptorLimit() {
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
   limit.rlim_cur = limit.rlim_max;
   setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+// A relative one counts for nothing (XDG Base Directory Specification).
+void DropRelativeDirectories() {
+  for (const char* const name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_RUNTIME_DIR"})
+    if (!QDir::isAbsolutePath(qEnvironmentVariable(name))) qunsetenv(name);
 }
 
 std::string UserPath(QStandardPaths::StandardLocation location, const char* name) {
@@ -155,6 +162,7 @@ int Run() {
 
 int main(int argc, char** argv) {
   RaiseDescriptorLimit();
+  DropRelativeDirectories();
   QApplication::setStyle("Windows");
   QApplication application(argc, argv);
   QApplication::setApplicationName("quenvar");

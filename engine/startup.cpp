@@ -96,8 +96,7 @@ void ReportStartError(int error) {
     platform.process->Report(
         "Port 53 may be opened by root only. Renew the right of an installed Quenvar with \"sudo dpkg-reconfigure "
         "quenvar\", start one that was built with \"sudo ./run\", or open low ports to all programs of this machine "
-        "with "
-        "\"sudo sysctl net.ipv4.ip_unprivileged_port_start=53\".");
+        "with \"sudo sysctl net.ipv4.ip_unprivileged_port_start=53\".");
 }
 
 void FailStart(int error) {

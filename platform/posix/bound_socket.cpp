@@ -1,6 +1,7 @@
 #include "platform/posix/bound_socket.h"
 
 #include <netinet/in.h>
+#include <signal.h>
 #include <spawn.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -15,6 +16,7 @@ namespace {
 
 /// The port that the installed helper opens.
 constexpr std::uint16_t kHelpersPort = 53;
+constexpr timeval kHelpersTime = {5, 0};
 
 int PlainSocket(int type, std::uint16_t port) {
   const int opened = socket(AF_INET, type | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
@@ -46,8 +48,9 @@ pid_t Start(const char* helper, int type, int input) {
   return error == 0 ? started : -1;
 }
 
-// Waits for a descriptor that is sent through `channel`; -1 when the other side ends without.
+// Waits for a descriptor that is sent through `channel`; -1 when the other side ends without, or does nothing.
 int ReceiveDescriptor(int channel) {
+  setsockopt(channel, SOL_SOCKET, SO_RCVTIMEO, &kHelpersTime, sizeof kHelpersTime);
   char byte;
   iovec content = {&byte, 1};
   alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))];
@@ -68,6 +71,8 @@ int ReceiveDescriptor(int channel) {
 
 // The exit status; -1 for a process that did not end by itself.
 int WaitForEnd(pid_t process) {
+  // Where who started this program has it ignored, the status would be lost.
+  signal(SIGCHLD, SIG_DFL);
   int status = 0;
   while (waitpid(process, &status, 0) == -1)
     if (errno != EINTR) return -1;
@@ -88,6 +93,7 @@ int SocketFromHelper(const char* helper, int type) {
   close(ends[1]);
   const int received = started == -1 ? -1 : ReceiveDescriptor(ends[0]);
   close(ends[0]);
+  if (started != -1 && received == -1 && errno == EAGAIN) kill(started, SIGKILL);
   const int status = started == -1 ? -1 : WaitForEnd(started);
   // Without the helper, or with one that is not what it should be, it is the right that is missing.
   if (received == -1) errno = status > 0 ? status : EACCES;
