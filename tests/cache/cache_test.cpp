@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <map>
+#include <random>
 #include <utility>
 
 #include "base/text.h"
@@ -110,6 +112,29 @@ TEST_F(Cache, ReadsABrokenChainOrARingAsAMissAndReplacesIt) {
     EXPECT_EQ(CacheLookup("r.exa"), "") << broken;
     CacheStore("r.exa", ValueOf(300));
     EXPECT_EQ(CacheLookup("r.exa"), ValueOf(300)) << broken;
+  }
+}
+
+TEST_F(Cache, GivesWhatWasStoredLastWhateverCameBetween) {
+  std::mt19937 random(1);
+  std::map<std::string, std::string> expected;
+  for (int step = 0; step < 20000 && !HasFailure(); ++step) {
+    const std::string name = HostName(static_cast<unsigned>(random() % 50));
+    const auto what = random() % 2000;
+    if (what < 900) {
+      CacheStore(random() % 2 == 0 ? name : UpperCase(name), expected[name] = ValueOf(random() % 600));
+    } else if (what < 1990) {
+      EXPECT_EQ(CacheLookup(name), expected[name]) << step;
+    } else if (what < 1997) {
+      CloseCache();
+      OpenCache();
+    } else if (what == 1997) {
+      DeleteWholeCache();
+      expected.clear();
+    } else {
+      EXPECT_TRUE(store.Flush() && store.Begin() && CacheDeleteChain(name));
+      store.Rollback();
+    }
   }
 }
 
