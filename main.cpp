@@ -52,7 +52,7 @@ void RaiseDescriptorLimit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-// A relative one counts for nothing (XDG Base Directory Specification).
+// A relative one counts for nothing, as the standard of these names says (XDG Base Directory).
 void DropRelativeDirectories() {
   for (const char* const name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_RUNTIME_DIR"})
     if (!QDir::isAbsolutePath(qEnvironmentVariable(name))) qunsetenv(name);
