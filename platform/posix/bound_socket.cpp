@@ -71,8 +71,6 @@ int ReceiveDescriptor(int channel) {
 
 // The exit status; -1 for a process that did not end by itself.
 int WaitForEnd(pid_t process) {
-  // Where who started this program has it ignored, the status would be lost.
-  signal(SIGCHLD, SIG_DFL);
   int status = 0;
   while (waitpid(process, &status, 0) == -1)
     if (errno != EINTR) return -1;
@@ -87,6 +85,8 @@ int BoundSocket(int type, std::uint16_t port) {
 }
 
 int SocketFromHelper(const char* helper, int type) {
+  // Where the one who started this program has it ignored, the status would be lost.
+  signal(SIGCHLD, SIG_DFL);
   int ends[2];
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) return -1;
   const pid_t started = Start(helper, type, ends[1]);

@@ -15,8 +15,8 @@ namespace quenvar {
 namespace {
 
 TEST(SocketFromHelper, IsBoundAndNotInherited) {
-  signal(SIGCHLD, SIG_IGN);  // as the one who starts the program may leave it
   for (const int type : {SOCK_DGRAM, SOCK_STREAM}) {
+    signal(SIGCHLD, SIG_IGN);  // as the one who starts the program may leave it
     const int first = SocketFromHelper(PORT_HELPER, type);
     ASSERT_NE(first, -1) << errno;
     sockaddr_in local{};
