@@ -1,7 +1,9 @@
 // The orderly end, whatever the program is doing.
 #include <signal.h>
+#include <xcb/xcb.h>
 
 #include <iostream>
+#include <sstream>
 
 #include "soak.h"
 
@@ -39,14 +41,99 @@ const State kStates[] = {
     {"update", {kAboutPage, "34 340"}, "", "Quenvar Update"},
 };
 
+/// The desktop's session manager, which knows one program.
+class Session {
+ public:
+  Session() : output_(popen("echo $$; exec setpriv --pdeathsig KILL " SESSION_MANAGER, "re")) {
+    char address[500];
+    if (std::fscanf(output_, "%d %499s", &process_, address) == 2) address_ = address;
+  }
+  ~Session() {
+    kill(process_, SIGKILL);
+    pclose(output_);
+  }
+  Session(Session&&) = delete;
+
+  std::map<std::string, std::string> Environment() const { return {{"SESSION_MANAGER", address_}}; }
+  void LogOut() const { kill(process_, SIGTERM); }
+
+ private:
+  FILE* output_;
+  int process_ = 0;
+  std::string address_;
+};
+
+/// A screen with a tray, and a user at the mouse, the keys and the close buttons of the windows.
+class Desktop {
+ public:
+  Desktop() { Output(display_ + "trayer --edge bottom --align right >/dev/null 2>&1 & echo"); }
+
+  /// What the program has on show, with its titles. The icon and the menus are called "quenvar".
+  std::multimap<std::string, xcb_window_t> Windows() const {
+    std::istringstream lines(Output(display_ +
+                                    "sh -c 'for window in $(xdotool search --onlyvisible --class ^quenvar$); "
+                                    "do echo $window $(xdotool getwindowname $window); done'"));
+    std::multimap<std::string, xcb_window_t> windows;
+    xcb_window_t window = 0;
+    for (std::string title; std::getline(lines >> window >> std::ws, title);) windows.emplace(title, window);
+    return windows;
+  }
+  bool HasIcon() const {
+    return Eventually([this] { return Windows().contains("quenvar"); });
+  }
+
+  void Bring(const State& state) const {
+    const std::string window = " " + std::to_string(Windows().find("Quenvar")->second) + " ";
+    const std::string xdotool = display_ + "timeout 5 xdotool ";
+    for (const std::string place : state.clicks)
+      Output(xdotool + "mousemove --window" + window + place + " click 1 sleep 0.2");
+    if (*state.typed != '\0') Output(xdotool + "windowfocus" + window + "sleep 0.2 " + state.typed);
+    ASSERT_TRUE(*state.opens == '\0' || screen_.Shows(state.opens)) << state.name;
+  }
+
+  /// Asks each window with a frame to close until only the icon is left.
+  bool CloseWindows() const {
+    return Eventually([this] {
+      const auto windows = Windows();
+      for (const auto& [title, window] : windows)
+        if (title != "quenvar") Close(window);
+      return windows.size() == 1;
+    });
+  }
+
+  const Screen screen_;
+
+ private:
+  const std::string display_ = "DISPLAY=" + screen_.Display() + " ";
+
+  // What a window manager sends.
+  void Close(xcb_window_t window) const {
+    auto* const server = xcb_connect(screen_.Display().c_str(), nullptr);
+    const auto atom = [server](std::string_view name) {
+      const auto cookie = xcb_intern_atom(server, 0, static_cast<std::uint16_t>(name.size()), name.data());
+      const std::unique_ptr<xcb_intern_atom_reply_t, void (*)(void*)> reply(
+          xcb_intern_atom_reply(server, cookie, nullptr), std::free);
+      return reply->atom;
+    };
+    xcb_client_message_event_t event{};
+    event.response_type = XCB_CLIENT_MESSAGE;
+    event.format = 32;
+    event.window = window;
+    event.type = atom("WM_PROTOCOLS");
+    event.data.data32[0] = atom("WM_DELETE_WINDOW");
+    xcb_send_event(server, 0, window, XCB_EVENT_MASK_NO_EVENT, reinterpret_cast<const char*>(&event));
+    xcb_flush(server);
+    xcb_disconnect(server);
+  }
+};
+
 class End : public Soak {
  protected:
   void SetUp() override { WriteFile(home_.SettingsFile(), settings_); }
 
-  void EndWith(int signal, Program& program, const std::string& state) {
-    SCOPED_TRACE(state + ", signal " + std::to_string(signal));
+  void EndWith(const std::function<void()>& way, Program& program) {
     const auto begin = steady_clock::now();
-    program.Signal(signal);
+    way();
     EXPECT_EQ(program.Wait(), 0);
     const auto taken = std::chrono::duration_cast<milliseconds>(steady_clock::now() - begin);
     EXPECT_LT(taken, milliseconds(2000));
@@ -61,19 +148,26 @@ class End : public Soak {
 
 TEST_F(End, IsInOrderInEveryState) {
   for (const State& state : kStates)
-    for (const int signal : {SIGTERM, SIGHUP, SIGINT}) {
-      const Screen screen;
-      const std::string xdotool = "DISPLAY=" + screen.Display() + " timeout 5 xdotool ";
-      const std::string window = xdotool + "search --onlyvisible --name '^Quenvar$' ";
+    for (const std::string way : {"SIGTERM", "SIGHUP", "SIGINT", "session end", "window close"}) {
+      SCOPED_TRACE(state.name + (", " + way));
+      const Desktop desktop;
+      const Session session;
       SetUp();
-      Program program(home_, {.display = screen.Display()});
-      ASSERT_TRUE(screen.Shows("Quenvar")) << state.name << ": " << program.StandardError();
+      Program program(home_, {.display = desktop.screen_.Display(), .environment = session.Environment()});
+      ASSERT_TRUE(desktop.screen_.Shows("Quenvar") && desktop.HasIcon()) << program.StandardError();
       std::this_thread::sleep_for(milliseconds(300));
-      for (const std::string place : state.clicks)
-        Output(window + "mousemove --window %1 " + place + " click 1 sleep 0.2");
-      if (*state.typed != '\0') Output(window + "windowfocus sleep 0.2 " + state.typed);
-      ASSERT_TRUE(*state.opens == '\0' || screen.Shows(state.opens)) << state.name;
-      EndWith(signal, program, state.name);
+      ASSERT_NO_FATAL_FAILURE(desktop.Bring(state));
+      if (way == "session end") {
+        EndWith([&] { session.LogOut(); }, program);
+      } else if (way == "window close") {
+        EXPECT_TRUE(desktop.CloseWindows()) << desktop.Windows().rbegin()->first;
+        const bool hasServer = std::string_view(state.name) != "warning without servers";
+        EXPECT_TRUE(program.Runs() && (!hasServer || RoundTrip())) << "closing only hides";
+      } else {
+        EndWith([&] { program.Signal(way == "SIGTERM" ? SIGTERM : way == "SIGHUP" ? SIGHUP : SIGINT); }, program);
+      }
+      if (program.Runs()) program.Terminate();
+      EXPECT_TRUE(desktop.Windows().empty()) << "the icon too";
     }
   std::cout << std::size(kStates) << " states, the longest end took " << longest_.count() << " ms\n";
 }
@@ -94,7 +188,7 @@ TEST_F(End, IsInOrderUnderLoadAndDuringTheStart) {
       }
       Program loaded(home_);
       AskFor(milliseconds(Random(50)));
-      EndWith(signal, loaded, "load");
+      EndWith([&] { loaded.Signal(signal); }, loaded);
       EXPECT_EQ(ReadCache(home_).fault, "");
     }
   std::cout << "The longest end under load took " << longest_.count() << " ms; " << early
