@@ -4,6 +4,7 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QHostInfo>
 #include <QLocale>
 #include <QStandardPaths>
 #include <QTimer>
@@ -75,9 +76,25 @@ void SaveSession() {
 
 void EndSession() { UnloadMainWindow(UnloadMode::SessionEnd); }
 
+bool savesAtExit = false;
+
+// The libraries below the windows call exit() when the display or the session manager is gone.
+void OnExit() {
+  if (!savesAtExit) return;
+  SaveSession();
+  std::_Exit(EXIT_FAILURE);
+}
+
+// What is made before is taken down after it: the toolkit's name look-ups, for which it would wait up to ten seconds.
+void SaveAtExit() {
+  QHostInfo::abortHostLookup(-1);
+  savesAtExit = std::atexit(OnExit) == 0;
+}
+
 // Everything outside of the program, and the order in which it is made and taken down.
 struct Outside {
   Outside();
+  ~Outside() { savesAtExit = false; }
   void Release();
 
   SystemClock clock;
@@ -109,6 +126,7 @@ Outside::Outside() {
   flushTimer.setSingleShot(true);
   flushTimer.setInterval(SqliteRecordStore::kGroupTime);
   QObject::connect(&flushTimer, &QTimer::timeout, [this] { records.Flush(); });
+  SaveAtExit();
   platform = {.clock = &clock,
               .events = &events,
               .desktop = &desktop,
@@ -128,6 +146,7 @@ Outside::Outside() {
 
 // Before the report of a run-time error: nothing is served, saved or asked for any more.
 void Outside::Release() {
+  savesAtExit = false;
   timer1.Stop();
   upstream.Deactivate();
   downstream.Deactivate();
@@ -173,7 +192,7 @@ int main(int argc, char** argv) {
 #ifdef __SANITIZE_ADDRESS__
   return status;  // leaks are looked for at the very end
 #else
-  // The toolkit's own end would wait for a name look-up that the system may hold for ten seconds.
+  // The toolkit's own end would wait for a name look-up.
   std::quick_exit(status);
 #endif
 }

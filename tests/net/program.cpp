@@ -121,11 +121,13 @@ Screen::Screen()
   if (std::fscanf(server_, "%d %d", &process_, &display_) != 2) throw std::runtime_error("Xvfb does not start");
 }
 
-// It is asked to end, not killed, so that it removes its socket and lock, which all programs of the machine share.
 Screen::~Screen() {
-  kill(process_, SIGTERM);
+  End();
   pclose(server_);
 }
+
+// It is asked to end, not killed, so that it removes its socket and lock, which all programs of the machine share.
+void Screen::End() const { kill(process_, SIGTERM); }
 
 std::string Screen::Xdotool(const std::string& title, const std::string& command) const {
   return Output("DISPLAY=" + Display() + " xdotool search --onlyvisible --name '^" + title + "$' " + command);

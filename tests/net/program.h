@@ -68,6 +68,8 @@ class Screen {
   Screen();
   ~Screen();
   Screen(Screen&&) = delete;
+  /// All programs on it lose it.
+  void End() const;
 
   /// For StartOptions.
   std::string Display() const { return ":" + std::to_string(display_); }

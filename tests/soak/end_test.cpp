@@ -41,6 +41,8 @@ const State kStates[] = {
     {"update", {kAboutPage, "34 340"}, "", "Quenvar Update"},
 };
 
+const std::map<std::string, int> kSignals = {{"SIGTERM", SIGTERM}, {"SIGHUP", SIGHUP}, {"SIGINT", SIGINT}};
+
 /// The desktop's session manager, which knows one program.
 class Session {
  public:
@@ -56,6 +58,7 @@ class Session {
 
   std::map<std::string, std::string> Environment() const { return {{"SESSION_MANAGER", address_}}; }
   void LogOut() const { kill(process_, SIGTERM); }
+  void Crash() const { kill(process_, SIGKILL); }
 
  private:
   FILE* output_;
@@ -131,10 +134,10 @@ class End : public Soak {
  protected:
   void SetUp() override { WriteFile(home_.SettingsFile(), settings_); }
 
-  void EndWith(const std::function<void()>& way, Program& program) {
+  void EndWith(const std::function<void()>& way, Program& program, int status = 0) {
     const auto begin = steady_clock::now();
     way();
-    EXPECT_EQ(program.Wait(), 0);
+    EXPECT_EQ(program.Wait(), status);
     const auto taken = std::chrono::duration_cast<milliseconds>(steady_clock::now() - begin);
     EXPECT_LT(taken, milliseconds(2000));
     EXPECT_EQ(home_.Setting("DNS_0_NAME"), ServerAt(1));
@@ -148,7 +151,8 @@ class End : public Soak {
 
 TEST_F(End, IsInOrderInEveryState) {
   for (const State& state : kStates)
-    for (const std::string way : {"SIGTERM", "SIGHUP", "SIGINT", "session end", "window close"}) {
+    for (const std::string way :
+         {"SIGTERM", "SIGHUP", "SIGINT", "session end", "session crash", "display crash", "window close"}) {
       SCOPED_TRACE(state.name + (", " + way));
       const Desktop desktop;
       const Session session;
@@ -157,16 +161,16 @@ TEST_F(End, IsInOrderInEveryState) {
       ASSERT_TRUE(desktop.screen_.Shows("Quenvar") && desktop.HasIcon()) << program.StandardError();
       std::this_thread::sleep_for(milliseconds(300));
       ASSERT_NO_FATAL_FAILURE(desktop.Bring(state));
-      if (way == "session end") {
-        EndWith([&] { session.LogOut(); }, program);
-      } else if (way == "window close") {
+      if (kSignals.contains(way)) EndWith([&] { program.Signal(kSignals.at(way)); }, program);
+      if (way == "session end") EndWith([&] { session.LogOut(); }, program);
+      if (way == "session crash") EndWith([&] { session.Crash(); }, program, 1);
+      if (way == "display crash") EndWith([&] { desktop.screen_.End(); }, program, 1);
+      if (way == "window close") {
         EXPECT_TRUE(desktop.CloseWindows()) << desktop.Windows().rbegin()->first;
         const bool hasServer = std::string_view(state.name) != "warning without servers";
         EXPECT_TRUE(program.Runs() && (!hasServer || RoundTrip())) << "closing only hides";
-      } else {
-        EndWith([&] { program.Signal(way == "SIGTERM" ? SIGTERM : way == "SIGHUP" ? SIGHUP : SIGINT); }, program);
+        program.Terminate();
       }
-      if (program.Runs()) program.Terminate();
       EXPECT_TRUE(desktop.Windows().empty()) << "the icon too";
     }
   std::cout << std::size(kStates) << " states, the longest end took " << longest_.count() << " ms\n";
