@@ -3,47 +3,67 @@
 
 #include <QTcpServer>
 #include <QTcpSocket>
-#include <functional>
+#include <QTimer>
 #include <map>
 #include <string>
 #include <vector>
 
 namespace quenvar {
 
+/// A whole answer with its length. `status`: "200 OK" and the like, and more header lines after CR LF.
+inline std::string Response(const std::string& body, const std::string& status = "200 OK") {
+  return "HTTP/1.1 " + status + "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
 class HttpServer {
  public:
-  /// Answers one request. `line`: its first line, without the line end. One who writes nothing is silent.
-  using Answer = std::function<void(QTcpSocket& client, const std::string& line)>;
+  struct Answer {
+    std::string bytes = Response("", "404 Not Found");  ///< none: silent
+    bool closes = false;                                ///< else the connection stays open
+    int pause = 0;                                      ///< milliseconds between two bytes; 0: all at once
+  };
 
-  HttpServer();
+  HttpServer() {
+    server_.listen(QHostAddress::LocalHost);
+    QObject::connect(&server_, &QTcpServer::newConnection, [this] {
+      QTcpSocket* const client = server_.nextPendingConnection();
+      QObject::connect(client, &QTcpSocket::readyRead, client, [this, client] { Read(*client); });
+      QObject::connect(client, &QTcpSocket::disconnected, client, &QObject::deleteLater);
+    });
+  }
 
-  /// A path without an answer of its own is answered with 404. A request to a proxy has the whole URL as its path.
-  void On(const std::string& path, Answer answer) { answers_[path] = std::move(answer); }
-  std::string Url(const std::string& path) const;
+  std::string Url(const std::string& path) const { return "http://127.0.0.1:" + std::to_string(Port()) + path; }
   std::uint16_t Port() const { return server_.serverPort(); }
-  /// The first lines of all requests so far.
-  const std::vector<std::string>& Lines() const { return lines_; }
   /// The connections that are open still.
-  int Connections() const;
+  int Connections() const { return static_cast<int>(server_.findChildren<QTcpSocket*>().size()); }
+
+  /// By path. A request to a proxy has the whole URL as its path.
+  std::map<std::string, Answer> answers;
+  /// The first lines of all requests so far.
+  std::vector<std::string> lines;
 
  private:
-  void Read(QTcpSocket& client);
+  void Read(QTcpSocket& client) {
+    if (!client.peek(65536).contains("\r\n\r\n")) return;
+    const std::string line = lines.emplace_back(client.readAll().split('\r').first().toStdString());
+    const std::size_t start = line.find(' ') + 1;
+    const Answer& answer = answers[line.substr(start, line.rfind(' ') - start)];
+    if (answer.pause > 0) return Trickle(client, answer);
+    client.write(QByteArray::fromStdString(answer.bytes));
+    if (answer.closes) client.disconnectFromHost();
+  }
 
-  std::map<std::string, Answer> answers_;
-  std::vector<std::string> lines_;
+  static void Trickle(QTcpSocket& client, const Answer& answer) {
+    auto* const timer = new QTimer(&client);
+    QObject::connect(timer, &QTimer::timeout, &client, [&client, timer, rest = answer.bytes]() mutable {
+      client.write(rest.data(), 1);
+      rest.erase(0, 1);
+      if (rest.empty()) timer->stop();
+    });
+    timer->start(answer.pause);
+  }
+
   QTcpServer server_;
 };
-
-/// A whole answer with its length. `status`: "200 OK" and the like, and more header lines after CR LF.
-std::string Response(const std::string& body, const std::string& status = "200 OK");
-
-/// Writes all of it at once and leaves the connection open.
-HttpServer::Answer Reply(const std::string& bytes);
-/// Closes after it has written.
-HttpServer::Answer ReplyAndClose(const std::string& bytes);
-/// One byte after the other, so many milliseconds apart.
-HttpServer::Answer Trickle(const std::string& bytes, int milliseconds);
-/// `piece` over and over after `start`, as fast as the client takes it and until it closes.
-HttpServer::Answer Endless(const std::string& start, const std::string& piece);
 
 }  // namespace quenvar
