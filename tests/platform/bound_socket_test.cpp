@@ -32,20 +32,15 @@ TEST(SocketFromHelper, IsBoundAndNotInherited) {
   }
 }
 
-TEST(SocketFromHelper, IsGivenToTheHelpersParentOnly) {
+TEST(SocketFromHelper, NeedsAHelperThatDoesItsWorkAndIsItsParent) {
   const std::string between = testing::TempDir() + "between";
   std::ofstream(between) << "#!/bin/sh\n" PORT_HELPER " \"$@\"\nexit $?\n";
   chmod(between.c_str(), 0755);
-  EXPECT_EQ(SocketFromHelper(between.c_str(), SOCK_DGRAM), -1);
-  EXPECT_EQ(errno, EPERM);
-  unlink(between.c_str());
-}
-
-TEST(SocketFromHelper, NeedsAHelperThatDoesItsWork) {
-  for (const char* const helper : {"/nonexistent", "/bin/true"}) {
-    EXPECT_EQ(SocketFromHelper(helper, SOCK_DGRAM), -1);
-    EXPECT_EQ(errno, EACCES) << helper;
+  for (const auto& [helper, error] : {std::pair(between, EPERM), {"/nonexistent", EACCES}, {"/bin/true", EACCES}}) {
+    EXPECT_EQ(SocketFromHelper(helper.c_str(), SOCK_DGRAM), -1);
+    EXPECT_EQ(errno, error) << helper;
   }
+  unlink(between.c_str());
 }
 
 }  // namespace

@@ -52,7 +52,7 @@ class UdpSockets : public testing::Test {
 
 TEST_F(UdpSockets, WhatIsNoAddressIsNotSentTo) {
   port.SetRemotePort(53);
-  for (const char* text : {"", "localhost", "1.2.3", "1.2.3.4.5", "1.2.3.256", "1..2.3", "1.2.3.4 "}) {
+  for (const char* text : {"", "1.2.3", "1.2.3.4.5", "1.2.3.256", "1..2.3", "1.2.3.4 "}) {
     port.SetRemoteHost(text);
     EXPECT_FALSE(port.Send("x")) << text;
   }
@@ -69,45 +69,24 @@ TEST_F(UdpSockets, AnAnswerLeavesFromTheAddressThatWasAsked) {
   }
 }
 
-TEST_F(UdpSockets, WhatArrivedFirstIsHandledFirst) {
+// As a handler does that shows a box.
+TEST_F(UdpSockets, AHandlerThatWaitsHoldsNothingBack) {
   std::string order;
+  QEventLoop box;
   onData = [&](const std::string& message) {
     order += message;
+    if (message == "c") return box.quit();
     if (message != "a") return;
+    for (const char* part : {"1", "2"}) EXPECT_TRUE(port.Send(part));
     Send("c");
-    events.RunPendingEvents();
+    QTimer::singleShot(2000, &box, [&] { order += "too late"; });
+    box.exec();
+    while (peer.hasPendingDatagrams()) order += peer.receiveDatagram().data().toStdString();
   };
   Send("a");
   Send("b");
-  EXPECT_TRUE(QTest::qWaitFor([&] { return order.size() == 3; }));
-  EXPECT_EQ(order, "abc");
-}
-
-TEST_F(UdpSockets, AHandlerThatWaitsLetsTheRestBehindItHaveItsTurn) {
-  QEventLoop box;
-  bool inTime = false;
-  onData = [&](const std::string& message) {
-    if (message == "2") return box.quit();
-    QTimer::singleShot(2000, &box, [&] { box.exit(1); });
-    inTime = box.exec() == 0;
-  };
-  Send("1");
-  Send("2");
-  EXPECT_TRUE(QTest::qWaitFor([&] { return inTime; }));
-}
-
-// As a handler does that shows a box.
-TEST_F(UdpSockets, AHandlerThatWaitsForEventsHoldsNothingBack) {
-  std::string received;
-  onData = [&](const std::string&) {
-    for (const char* part : {"1", "2"}) EXPECT_TRUE(port.Send(part));
-    QEventLoop box;
-    QTimer::singleShot(100, &box, &QEventLoop::quit);
-    box.exec();
-    while (peer.hasPendingDatagrams()) received += peer.receiveDatagram().data().toStdString();
-  };
-  Send("x");
-  EXPECT_TRUE(QTest::qWaitFor([&] { return received == "12"; }));
+  EXPECT_TRUE(QTest::qWaitFor([&] { return order.size() == 5; }));
+  EXPECT_EQ(order, "abc12");
 }
 
 TEST_F(UdpSockets, ABurstNestsOnlyToASmallDepth) {
