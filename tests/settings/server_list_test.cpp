@@ -22,6 +22,11 @@ TEST_F(NameServers, AddressesAreCheckedInOrder) {
     for (const char* text : texts) EXPECT_EQ(ValidateAddress(text), error) << text;
 }
 
+TEST_F(NameServers, ZerosInFrontMakeNoOtherAddress) {
+  for (const auto& [other, same] : {std::pair("010.1.00.020", true), {"10.1.0.2", false}, {"10.1.0.200", false}})
+    EXPECT_EQ(IsSameAddress(other, "10.1.0.20"), same) << other;
+}
+
 TEST_F(NameServers, AValidAddressIsTakenTrimmedAndSaved) {
   CommitAddressEdit(2, "  10.1.0.3 ");
   EXPECT_EQ(ServerAddress[2], "10.1.0.3");

@@ -34,12 +34,7 @@ class Boxes : public WindowTest {
   QMessageBox::Icon icon{};
 };
 
-struct NoFont : MainWindowView {
-  bool SetFontName(const std::string&) override { return false; }
-};
-
 TEST_F(Boxes, SayWhatTheyAreMadeToSay) {
-  NoFont noFont;
   const std::tuple<std::function<void()>, QMessageBox::Icon, std::string> cases[] = {
       {&ConfirmAndQuit, QMessageBox::Question,
        "QUIT: Are you sure you want to exit?\n\rThis will disable your DNS system and your Internet access may not "
@@ -61,12 +56,6 @@ TEST_F(Boxes, SayWhatTheyAreMadeToSay) {
        },
        QMessageBox::Warning,
        "Error: Your localport 53 (DNS) is already in use! Make sure that no other application is using this port."},
-      {[&noFont] {
-         mainWindow = &noFont;
-         Startup();
-       },
-       QMessageBox::Critical,
-       "Quenvar: Initialisation error, did you restart your system after you installed Quenvar?"},
   };
   for (const auto& [provoke, expectedIcon, text] : cases) {
     ReadNext();
