@@ -27,35 +27,21 @@ class ProfileStrings : public testing::Test {
 };
 
 TEST_F(ProfileStrings, ValuesAreFoundByTheRulesOfTheFormat) {
-  Put("key=before any section\r\n"
-      "; [OPTIONS]\r\n"
-      "[Options] rest\r\n"
-      ";key=comment\r\n"
-      "  KEY\t=  value = more ; all of it \t\r\n"
-      "key=second\r\n"
-      "empty=\r\n"
-      "double=\"  quoted \"\r\n"
-      "single='quoted'\r\n"
-      "uneven=\"quoted'\r\n"
-      "one=\"\r\n"
-      "no equals sign\r\n"
-      "=no key\r\n"
-      "[OTHER\r\n"
-      "key=other\r\n"
-      "[options]\r\n"
-      "late=of two sections with one name the first counts");
-  const std::tuple<const char*, const char*, const char*> cases[] = {
-      {"OPTIONS", "key", "value = more ; all of it"},
-      {"options", "EMPTY", ""},
-      {"OPTIONS", "double", "  quoted "},
-      {"OPTIONS", "single", "quoted"},
-      {"OPTIONS", "uneven", "\"quoted'"},
-      {"OPTIONS", "one", "\""},
-      {"OPTIONS", "no equals sign", "missing"},
-      {"OPTIONS", "late", "missing"},
-      {"OTHER", "key", "other"},
-      {"NONE", "key", "missing"},
-  };
+  Put("key=before any section\r\n; [OPTIONS]\r\n"
+      "[Options] rest\r\n;key=comment\r\n  KEY\t=  value = more ; all of it \t\r\nkey=second\r\n"
+      "empty=\r\ndouble=\"  quoted \"\r\nsingle='quoted'\r\nuneven=\"quoted'\r\none=\"\r\nno equals sign\r\n"
+      "[OTHER\r\nkey=other\r\n"
+      "[options]\r\nlate=of two sections with one name the first counts");
+  const std::tuple<const char*, const char*, const char*> cases[] = {{"OPTIONS", "key", "value = more ; all of it"},
+                                                                     {"options", "EMPTY", ""},
+                                                                     {"OPTIONS", "double", "  quoted "},
+                                                                     {"OPTIONS", "single", "quoted"},
+                                                                     {"OPTIONS", "uneven", "\"quoted'"},
+                                                                     {"OPTIONS", "one", "\""},
+                                                                     {"OPTIONS", "no equals sign", "missing"},
+                                                                     {"OPTIONS", "late", "missing"},
+                                                                     {"OTHER", "key", "other"},
+                                                                     {"NONE", "key", "missing"}};
   for (const auto& [section, key, value] : cases)
     EXPECT_EQ(profile.GetString(section, key, "missing", 80), value) << key;
 }

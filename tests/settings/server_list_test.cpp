@@ -27,37 +27,5 @@ TEST_F(NameServers, ZerosInFrontMakeNoOtherAddress) {
     EXPECT_EQ(IsSameAddress(other, "10.1.0.20"), same) << other;
 }
 
-TEST_F(NameServers, AValidAddressIsTakenTrimmedAndSaved) {
-  CommitAddressEdit(2, "  10.1.0.3 ");
-  EXPECT_EQ(ServerAddress[2], "10.1.0.3");
-  EXPECT_EQ(std::pair(ServerEnabled[2], ServerListChanged), std::pair(kTrue, kTrue)) << "a new row is switched on";
-  EXPECT_EQ(table.calls, (Trace{"2 tick", "2 address '10.1.0.3'"}));
-  EXPECT_EQ(table.refreshes, 1);
-  EXPECT_EQ(profile.written.size(), 41u) << "the name servers only";
-  ServerEnabled[2] = kFalse;
-  ServerWinning[2] = 4;
-  CommitAddressEdit(2, "10.1.0.4");
-  EXPECT_EQ(std::pair(ServerEnabled[2], ServerWinning[2]), std::pair(kFalse, std::int16_t{4})) << "else it stays";
-}
-
-TEST_F(NameServers, AWrongAddressIsOfferedForCorrection) {
-  SetServer(0, "10.1.0.1");
-  correction.answer = 1;
-  correction.whileOpen = [] { CommitAddressEdit(5, "10.9.9.9"); };
-  CommitAddressEdit(0, " 10.1.0.1x ");
-  ASSERT_EQ(correction.asked.size(), 1u);
-  EXPECT_EQ(correction.asked[0].first, "Cannot add ' 10.1.0.1x ' to the list of name servers.");
-  EXPECT_EQ(correction.asked[0].second, "Invalid characters");
-  EXPECT_EQ(table.calls, (Trace{"page", "0 focus", "0 select"}));
-  EXPECT_EQ(events.runs, 2);
-  table.calls.clear();
-  correction.answer = 2;
-  CommitAddressEdit(0, "   ");
-  EXPECT_EQ(table.calls, Trace{"0 address '10.1.0.1'"}) << "the stored address comes back";
-  EXPECT_EQ(ServerAddress[0] + ServerAddress[5], "10.1.0.1") << "edits that end within the question do nothing";
-  CommitAddressEdit(5, "10.9.9.9");
-  EXPECT_EQ(ServerAddress[5], "10.9.9.9") << "the guard is open again";
-}
-
 }  // namespace
 }  // namespace quenvar

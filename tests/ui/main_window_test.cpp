@@ -1,6 +1,5 @@
 #include "ui/main_window.h"
 
-#include <QGroupBox>
 #include <QToolButton>
 
 #include "tests/ui/window_fixture.h"
@@ -10,14 +9,6 @@ namespace {
 
 class MainWindow : public WindowTest {
  protected:
-  template <class Control>
-  QStringList Shown(QString (Control::*text)() const) {
-    QStringList texts;
-    for (const auto* const control : form.findChildren<Control*>())
-      if (control->isVisible()) texts << (control->*text)();
-    return texts;
-  }
-
   // The names of the controls that the Tab key reaches, until it comes round.
   QString TabOrder() {
     QStringList names;
@@ -32,17 +23,13 @@ class MainWindow : public WindowTest {
 
 TEST_F(MainWindow, HasItsPagesAndTheButtonsOfEachPage) {
   EXPECT_EQ(form.centralWidget()->size(), QSize(514, 379));
-  const std::tuple<QString, QStringList, QStringList> cases[] = {
-      {"&System", {"&Clear", "&Reset"}, {"Statistics", "Options"}},
-      {"Se&rver", {"&Clear"}, {"Name Server: "}},
-      {"&Log", {"&Clear"}, {"DNS Log: "}},
-      {"Abou&t", {"Update"}, {""}}};
+  const QString cases[] = {"&System &Clear &Reset", "Se&rver &Clear", "&Log &Clear", "Abou&t Update"};
   for (const int page : {0, 1, 2, 3, 0}) {
     Turn(page);
-    const auto& [caption, buttons, frames] = cases[page];
-    EXPECT_EQ(pages->tabText(page), caption);
-    EXPECT_EQ(Shown<QToolButton>(&QToolButton::text), buttons + QStringList({"H&elp!", "&Hide", "E&xit"})) << page;
-    EXPECT_EQ(Shown<QGroupBox>(&QGroupBox::title), frames) << page;
+    QStringList seen{pages->tabText(page)};
+    for (const auto* const button : form.findChildren<QToolButton*>())
+      if (button->isVisible()) seen << button->text();
+    EXPECT_EQ(seen.join(' '), cases[page] + " H&elp! &Hide E&xit");
   }
 }
 

@@ -50,6 +50,7 @@ class Table : public WindowTest {
       if (!dialog.isVisible()) return AnswerNext(button);
       QTest::keyClick(dialog.focusWidget(), Qt::Key_Tab);
       EXPECT_EQ(dialog.focusWidget()->objectName(), "Command2") << "the page's order is not that of the box";
+      CommitAddressEdit(5, "10.9.9.9");
       asked = dialog.windowTitle() + ": " + dialog.findChild<QLabel*>()->text();
       auto* const pressed = dialog.findChild<QAbstractButton*>(button);
       pressed != nullptr ? pressed->click() : dialog.reject();
@@ -76,7 +77,8 @@ TEST_F(Table, ATypedAddressMakesARowAndAnEmptiedOneClearsIt) {
   Type(Address(2), "10.1.0.3");
   QTest::keyClick(Address(2), Qt::Key_Return);
   EXPECT_EQ(Row(2), "[x] 10.1.0.3, , 0%, No answer yet from Nameserver");
-  EXPECT_EQ(ServerAddress[2], "10.1.0.3");
+  EXPECT_EQ(std::pair(ServerAddress[2], ServerListChanged), std::pair(std::string("10.1.0.3"), kTrue));
+  EXPECT_EQ(profile.written.size(), 41u) << "the name servers only";
   Type(Cell("Desc", 2), "");
   Cell("Desc", 2)->insert(QStringLiteral("\u00E4\u20AC"));
   QTest::keyClick(Cell("Desc", 2), Qt::Key_Tab);
@@ -113,10 +115,11 @@ TEST_F(Table, TheCheckBoxSwitchesAndTheLastOneWarns) {
   Click(Box(0));
   EXPECT_EQ(Row(0), "[ ] 10.1.0.1, first, 33.3%, off");
   EXPECT_TRUE(ServerEnabled[0] == kFalse && Address(0)->isEnabled() && boxes.shown.empty());
-  boxes.whileOpen = [this] {
-    MakeListView();
-    QTest::qWait(150);
-  };
+  Type(Address(0), "10.1.0.9");
+  QTest::keyClick(Address(0), Qt::Key_Tab);
+  EXPECT_EQ(Row(0), "[ ] 10.1.0.9, first, 33.3%, off") << "only a new row is switched on";
+  profile.written.clear();
+  boxes.whileOpen = [this] { Row(1); };
   Click(Box(1));
   EXPECT_EQ(boxes.shown.size(), 1u);
   EXPECT_TRUE(ServerEnabled[1] == kFalse && !Box(1)->isChecked()) << "the click is not undone";
@@ -142,6 +145,8 @@ TEST_F(Table, AWrongAddressIsAskedAboutAndTheFrameRepeatsTheAnswer) {
     EXPECT_EQ(Address(0)->selectedText(), result == 1 ? shown : "");
     Turn(kServerPage);
   }
+  EXPECT_EQ(events.runs, 4);
+  EXPECT_EQ(ServerAddress[0] + ServerAddress[5], "10.1.0.1") << "edits that end within the question do nothing";
 }
 
 TEST_F(Table, HidingTakesWhatIsTypedAndPastedBreaksAreBlanks) {

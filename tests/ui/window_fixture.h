@@ -35,12 +35,11 @@ class WindowTest : public Service {
     EXPECT_TRUE(QTest::qWaitForWindowActive(&form));
   }
   ~WindowTest() override {
-    static LogView noLog;
-    static StatisticsView noStatistics;
-    static OptionsView noOptions;
-    logView = &noLog;
-    statisticsView = &noStatistics;
-    optionsView = &noOptions;
+    static struct : LogView, StatisticsView, OptionsView {
+    } nobody;
+    logView = &nobody;
+    statisticsView = &nobody;
+    optionsView = &nobody;
   }
 
   void AddServer(int row, const std::string& address, const std::string& description = "", std::int16_t winning = 0) {

@@ -20,7 +20,7 @@ class HttpServer {
   struct Answer {
     std::string bytes = Response("", "404 Not Found");  ///< none: silent
     bool closes = false;                                ///< else the connection stays open
-    int pause = 0;                                      ///< milliseconds between two bytes; 0: all at once
+    int pause = 0;                                      ///< milliseconds before each of its two halves
   };
 
   HttpServer() {
@@ -48,19 +48,12 @@ class HttpServer {
     const std::string line = lines.emplace_back(client.readAll().split('\r').first().toStdString());
     const std::size_t start = line.find(' ') + 1;
     const Answer& answer = answers[line.substr(start, line.rfind(' ') - start)];
-    if (answer.pause > 0) return Trickle(client, answer);
-    client.write(QByteArray::fromStdString(answer.bytes));
-    if (answer.closes) client.disconnectFromHost();
-  }
-
-  static void Trickle(QTcpSocket& client, const Answer& answer) {
-    auto* const timer = new QTimer(&client);
-    QObject::connect(timer, &QTimer::timeout, &client, [&client, timer, rest = answer.bytes]() mutable {
-      client.write(rest.data(), 1);
-      rest.erase(0, 1);
-      if (rest.empty()) timer->stop();
+    const QByteArray bytes = QByteArray::fromStdString(answer.bytes);
+    QTimer::singleShot(answer.pause, &client, [&client, half = bytes.left(bytes.size() / 2)] { client.write(half); });
+    QTimer::singleShot(2 * answer.pause, &client, [&client, bytes, closes = answer.closes] {
+      client.write(bytes.mid(bytes.size() / 2));
+      if (closes) client.disconnectFromHost();
     });
-    timer->start(answer.pause);
   }
 
   QTcpServer server_;
