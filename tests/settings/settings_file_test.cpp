@@ -19,11 +19,6 @@ class SettingsFile : public Service {
   }
 };
 
-TEST_F(SettingsFile, YesIsWhatBeginsWithY) {
-  for (const char* text : {"YES", "yes please", "Yellow"}) EXPECT_EQ(ParseYesNo(text), 1) << text;
-  for (const char* text : {"", "1", " Yes"}) EXPECT_EQ(ParseYesNo(text), 0) << text;
-}
-
 TEST_F(SettingsFile, StatisticsAreCutToTheLengthOfTheFirstAndOneKeyIsCrossed) {
   const struct {
     const char* what;
@@ -50,7 +45,7 @@ TEST_F(SettingsFile, StatisticsAreCutToTheLengthOfTheFirstAndOneKeyIsCrossed) {
 }
 
 TEST_F(SettingsFile, TheSecondOptionIsCutToTheLengthOfTheFirst) {
-  SetSection("OPTIONS", {{"SYSTRAY", "y"}, {"NOCACHE", "yes"}});
+  SetSection("OPTIONS", {{"SYSTRAY", "y"}, {"NOCACHE", "YES"}, {"MATCHQUESTION", " Yes"}});
   LoadOptions();
   EXPECT_EQ(std::tuple(Check2, Check3, NoCache, MatchQuestion), std::tuple(1, 1, kTrue, kFalse));
   SetSection("OPTIONS", {{"SYSTRAY", ""}, {"NOCACHE", "Yes"}, {"MATCHQUESTION", "yes"}});
@@ -61,7 +56,7 @@ TEST_F(SettingsFile, TheSecondOptionIsCutToTheLengthOfTheFirst) {
 TEST_F(SettingsFile, ServersLoadInOrderUntilANumberDoesNotFit) {
   SetSection("NAMESERVER", {{"DNS_0_NAME", std::string(100, 'n')},
                             {"DNS_0_DESC", "free text"},
-                            {"DNS_0_ENABLED", "yes"},
+                            {"DNS_0_ENABLED", "Yellow"},
                             {"DNS_0_WINNING", "32767"},
                             {"DNS_4_NAME", "10.1.0.5"},
                             {"DNS_4_WINNING", "32768"},

@@ -36,11 +36,6 @@ TEST(UpdateRules, ProxySettings) {
   }
 }
 
-TEST(UpdateRules, VersionsAreComparedByTheirDigits) {
-  for (const auto& [remote, newer] : {std::pair("v 2-0-8b", true), {"2.0.7", false}, {"2.1", false}, {"none", false}})
-    EXPECT_EQ(IsNewerVersion(remote, "2.0.7"), newer) << remote;
-}
-
 struct FakeDesktop : Desktop {
   void AskProxyServer(std::function<void(const std::string& setting)> answer) override { answer(proxy); }
   bool StartProgram(const std::string& path) override {
@@ -84,11 +79,11 @@ class Update : public Service {
     return QTest::qWaitFor([this] { return !dialog->isVisible() && server.Connections() == 0; });
   }
   void Press(const QString& button) { dialog->findChild<QPushButton*>(button)->click(); }
-  Trace Labels() {
-    Trace texts;
+  std::string Labels() {
+    QStringList texts;
     for (const char* name : {"Label1", "status", "Label4", "Label2", "Label3", "Label5"})
-      texts.push_back(dialog->findChild<QLabel*>(name)->text().toStdString());
-    return texts;
+      texts << dialog->findChild<QLabel*>(name)->text();
+    return texts.join('|').toStdString();
   }
   Trace Boxes() const {
     Trace texts;
@@ -109,30 +104,25 @@ class Update : public Service {
 };
 
 TEST_F(Update, EveryAnswerEndsInItsTexts) {
-  const Trace none{"There is no new version available!", "", "", "", "", ""};
-  const auto found = [](const std::string& page, const std::string& note) {
-    return Trace{"New version available",
-                 "Your version: 2.0.7",
-                 "Current Version: 2.0.8",
-                 "Download latest Verion: ",
-                 page,
-                 note};
-  };
-  const std::pair<std::string, Trace> cases[] = {
-      {Response("x\r\n2.0.8\r\n"), found("", "")},
-      {Response("x\n92.0.8\n\nage"), found("age", "age")},
+  const std::string none = "There is no new version available!|||||";
+  const std::string found =
+      "New version available|Your version: 2.0.7|Current Version: 2.0.8|Download latest Verion: |";
+  const std::pair<std::string, std::string> cases[] = {
+      {Response("x\r\n2.0.8\r\n"), found + "|"},
+      {Response("x\n92.0.8\n\nage"), found + "age|age"},
       {Response("x\r\n2.0.7\r\nPage"), none},
+      {Response("x\r\n2.1\r\nonly the digits count"), none},
       {Response(""), none},
       {Response("", "404 Not Found"),
-       {"Connection failed", "Your version :2.0.7", "Could not check for new version.",
-        "Please visit our website to check for the latest version:", "http://www.oltrenix.example/download", ""}},
-      {Response("x\r\n2.0.8\r\nPage\r\nD\r\nf\r\nNote\r\n1000\r\n" + std::string(20000, 'n')), found("Page", "Note")},
+       "Connection failed|Your version :2.0.7|Could not check for new version.|Please visit our website to check for "
+       "the latest version:|http://www.oltrenix.example/download|"},
+      {Response("x\r\n2.0.8\r\nPage\r\nD\r\nf\r\nNote\r\n1000\r\n" + std::string(20000, 'n')), found + "Page|Note"},
   };
   for (const auto& [answer, texts] : cases) {
     Check({answer});
     EXPECT_EQ(Labels(), texts);
     EXPECT_EQ(dialog->findChild<QPushButton*>("SSCommand1")->text(), "&Close");
-    EXPECT_EQ(dialog->findChild<QPushButton*>("SSCommand2")->isVisible(), texts[0] == "New version available");
+    EXPECT_EQ(dialog->findChild<QPushButton*>("SSCommand2")->isVisible(), texts.starts_with("New"));
   }
   EXPECT_EQ(DownloadUrl + UpdateFileName, "Df");
   EXPECT_EQ(UpdateFileSize, 1000);
@@ -172,22 +162,20 @@ TEST_F(Update, OnlyAWholeAnswerCounts) {
   for (const auto& [answer, result] : cases) {
     SCOPED_TRACE(answer.bytes.substr(0, 80));
     Check(answer);
-    EXPECT_EQ(Labels()[0], (result & kChecked) != 0 ? "New version available" : "Connection failed");
+    EXPECT_TRUE(Labels().starts_with((result & kChecked) != 0 ? "New version available|" : "Connection failed|"));
     const std::string file = AppPath + "setup.exe";
     std::ofstream(file) << "old";
     Download("setup.exe");
     EXPECT_TRUE(Closed());
     EXPECT_EQ(std::exchange(desktop.started, {}), Trace{file});
     if ((result & kStored) != 0) {
-      EXPECT_TRUE(boxes.shown.empty());
-      EXPECT_TRUE(disk.Read(file) == (result == kBoth ? body : longBody));
-    } else {
-      ASSERT_EQ(boxes.shown.size(), 2u);
-      EXPECT_TRUE(Boxes()[0].starts_with("Auto-Update: Sorry, can not Auto-Update Quenvar. Please update manualy: "))
-          << Boxes()[0];
-      EXPECT_EQ(Boxes()[1], kNotStarted);
-      EXPECT_TRUE(disk.List(AppPath).empty());
+      EXPECT_TRUE(boxes.shown.empty() && disk.Read(file) == (result == kBoth ? body : longBody));
+      continue;
     }
+    ASSERT_EQ(boxes.shown.size(), 2u);
+    EXPECT_TRUE(Boxes()[0].starts_with("Auto-Update: Sorry, can not Auto-Update Quenvar. Please update manualy: "));
+    EXPECT_EQ(Boxes()[1], kNotStarted);
+    EXPECT_TRUE(disk.List(AppPath).empty());
   }
 }
 
@@ -230,7 +218,7 @@ TEST_F(Update, OnlyAWebAddressIsAskedAndOnlyAProxyWithANumber) {
        {"", "ftp://127.0.0.1", "file:///etc", "http://", "http://127.0.0.1:1", "http://update.invalid"}) {
     UpdateServer = url;
     Check({});
-    EXPECT_EQ(Labels()[0], "Connection failed") << url;
+    EXPECT_TRUE(Labels().starts_with("Connection failed|")) << url;
   }
   QNetworkProxy::setApplicationProxy({QNetworkProxy::HttpProxy, "127.0.0.1", server.Port()});
   const std::string port = std::to_string(server.Port());
