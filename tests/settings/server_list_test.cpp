@@ -23,7 +23,8 @@ TEST_F(NameServers, AddressesAreCheckedInOrder) {
 }
 
 TEST_F(NameServers, ZerosInFrontMakeNoOtherAddress) {
-  for (const auto& [other, same] : {std::pair("010.1.00.020", true), {"10.1.0.2", false}, {"10.1.0.200", false}})
+  for (const auto& [other, same] :
+       {std::pair("010.1.00.020", true), {"10.1.0.2", false}, {"10.1.0.200", false}, {"10.1.0.21", false}})
     EXPECT_EQ(IsSameAddress(other, "10.1.0.20"), same) << other;
 }
 

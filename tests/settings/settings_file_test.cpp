@@ -82,7 +82,7 @@ TEST_F(SettingsFile, OneSaveWritesEverythingButWhatIsInFlight) {
   SaveAllSettings();
   EXPECT_EQ(trace, Trace{"save"});
   ASSERT_EQ(profile.written.size(), 2u + 1 + 40 + 5);
-  EXPECT_EQ(Server("DNS_0_DESC") + Server("DNS_0_WINNING"), "free text, as typed7");
+  EXPECT_EQ(Server("DNS_0_DESC") + Server("DNS_0_WINNING") + Server("DNS_0_ENABLED"), "free text, as typed7Yes");
   EXPECT_EQ(Trace(profile.written.end() - 5, profile.written.end()),
             (Trace{"STATISTICS/WTIME=1234.5", "STATISTICS/ADNS=0", "STATISTICS/ACACHE=0", "STATISTICS/NOTANSWERED=3",
                    "STATISTICS/TOTALQ=36"}));

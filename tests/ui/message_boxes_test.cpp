@@ -63,6 +63,8 @@ TEST_F(Boxes, SayWhatTheyAreMadeToSay) {
     EXPECT_EQ(shown, text);
     EXPECT_EQ(icon, expectedIcon) << text;
   }
+  ReadNext();
+  EXPECT_EQ(real.Show("text", "title", BoxIcon::Critical, BoxButtons::Ok), BoxAnswer::Ok);
 }
 
 }  // namespace

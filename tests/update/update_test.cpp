@@ -197,6 +197,7 @@ TEST_F(Update, CancellingADownloadAsks) {
   Check({Response("x")});
   server.answers["/file"].pause = 20;
   Download("setup.exe");
+  EXPECT_TRUE(QTest::qWaitFor([this] { return server.lines.back() == "GET /file HTTP/1.0"; }));
   boxes.answer = BoxAnswer::Cancel;
   Press("SSCommand1");
   EXPECT_EQ(Boxes(), Trace{"Cancel update: Your are downloading the update of Quenvar. Sure you want to cancel?"});
