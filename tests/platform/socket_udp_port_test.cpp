@@ -63,6 +63,8 @@ TEST_F(UdpSockets, AnAnswerLeavesFromTheAddressThatWasAsked) {
     ASSERT_TRUE(QTest::qWaitFor([this] { return peer.hasPendingDatagrams(); }));
     EXPECT_EQ(peer.receiveDatagram().senderAddress().toIPv4Address(), asked);
   }
+  port.SetRemoteHost("localhost");
+  EXPECT_FALSE(port.Send("to what is no address"));
 }
 
 // As a handler does that shows a box.

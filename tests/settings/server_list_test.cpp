@@ -23,9 +23,11 @@ TEST_F(NameServers, AddressesAreCheckedInOrder) {
 }
 
 TEST_F(NameServers, ZerosInFrontMakeNoOtherAddress) {
-  for (const auto& [other, same] :
-       {std::pair("010.1.00.020", true), {"10.1.0.2", false}, {"10.1.0.200", false}, {"10.1.0.21", false}})
-    EXPECT_EQ(IsSameAddress(other, "10.1.0.20"), same) << other;
+  const std::tuple<const char*, const char*, bool> cases[] = {{"010.1.00.020", "10.1.0.20", true},
+                                                              {"0.10.0.0", "00.010.000.00", true},
+                                                              {"10.1.0.2", "10.1.0.20", false},
+                                                              {"10.1.0.21", "10.1.0.20", false}};
+  for (const auto& [a, b, same] : cases) EXPECT_EQ(IsSameAddress(a, b), same) << a;
 }
 
 }  // namespace

@@ -65,7 +65,7 @@ TEST_F(SettingsFile, ServersLoadInOrderUntilANumberDoesNotFit) {
   LoadNameServers();
   EXPECT_EQ(std::tuple(TotalWinning, ServerEnabled[0], ServerWinning[0]), std::tuple(12, kTrue, 32767));
   EXPECT_EQ(ServerAddress[0] + ServerDescription[0], std::string(79, 'n') + "free text");
-  EXPECT_EQ(ServerAddress[4] + ServerAddress[5], "10.1.0.5");
+  EXPECT_EQ(ServerAddress[4] + ServerDescription[4] + ServerAddress[5], "10.1.0.5");
   profile.values[{"N_SERVERS", "NDNS"}] = "99999";
   ServerAddress[0] = "kept";
   LoadNameServers();
@@ -82,6 +82,7 @@ TEST_F(SettingsFile, OneSaveWritesEverythingButWhatIsInFlight) {
   SaveAllSettings();
   EXPECT_EQ(trace, Trace{"save"});
   ASSERT_EQ(profile.written.size(), 2u + 1 + 40 + 5);
+  EXPECT_EQ(profile.written.front(), "OPTIONS/SYSTRAY=No");
   EXPECT_EQ(Server("DNS_0_DESC") + Server("DNS_0_WINNING") + Server("DNS_0_ENABLED"), "free text, as typed7Yes");
   EXPECT_EQ(Trace(profile.written.end() - 5, profile.written.end()),
             (Trace{"STATISTICS/WTIME=1234.5", "STATISTICS/ADNS=0", "STATISTICS/ACACHE=0", "STATISTICS/NOTANSWERED=3",

@@ -54,7 +54,7 @@ TEST_F(Statistics, SharesAddUpByTheRemainderRulesAndTheGainIsShownByItsSize) {
   } cases[] = {
       {"remainder to the cache", {3, 1, 1, 1}, 0, 34, 33, 33, 1234, "1.234 sec"},
       {"remainder to the lost ones", {7, 0, 3, 2}, 0, 0, 43, 57, 60000, "60 sec"},
-      {"excess from the name servers, halves to even", {200, 1, 199, 3}, 0, 0, 98, 2, 90000, "1.5 min"},
+      {"excess from the name servers, halves to even", {200, 1, 199, 3}, 0, 0, 98, 2, 60001, "1 min"},
       {"waiting ones are not settled", {5, 2, 1, 0}, 2, 67, 33, 0, 3600000, "60 min"},
       {"150 percent, and an excess taken from nothing, are not shown", {2, 3, 0, 0}, 0, 67, 33, 0, 3600001, "1 h"},
       {"nothing settled", {2, 0, 0, 0}, 2, 0, 0, 0, 0, "0 sec"},

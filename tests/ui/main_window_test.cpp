@@ -73,8 +73,10 @@ TEST_F(MainWindow, EveryControlExplainsItself) {
   TotalWinning = 8;
   const std::tuple<int, QString, QString> cases[] = {
       {0, "b1", "Clear cache statistics"},
+      {0, "Progress1", "Percentage of DNS requests which were answered from the cache"},
       {0, "Progress3", "Percentage of DNS Requests which were lost or not answered"},
       {0, "Text7", "Percentage of DNS requests which were lost or not answered"},
+      {0, "Check2", "Keep Quenvar in the system tray at start up."},
       {0, "SSTab1", "SSTab1"},
       {0, "hlp", "SSTab1"},
       {0, "Quenvar_Mainform", ""},
@@ -84,7 +86,9 @@ TEST_F(MainWindow, EveryControlExplainsItself) {
       {1, "Text(0)", "Edit this name server"},
       {1, "Text(1)", "Add the IP number of a name server here"},
       {1, "Proz(0)", "This server was the first to answer for 12.5% of all requests"},
+      {1, "CheckI(0)", "You will see a green 'OK' if this nameserver did answer"},
       {2, "b1", "Clear the log window"},
+      {3, "Label11", "Visit the Oltrenix web page"},
   };
   for (const auto& [page, name, hint] : cases) {
     SCOPED_TRACE(name.toStdString());

@@ -207,8 +207,10 @@ TEST_F(Update, CancellingADownloadAsks) {
   dialog.reset();
   QTest::qWait(50);
   EXPECT_TRUE(disk.List(AppPath).empty() && desktop.started.empty());
+  server.answers[kPath].pause = 500;
   dialog = std::make_unique<Quenvar_UpdateCheck>(nullptr);
   dialog->show();
+  EXPECT_TRUE(QTest::qWaitFor([this] { return Labels().starts_with("Please wait...|Checking for update...|"); }));
   QTest::keyClick(dialog.get(), Qt::Key_Escape);
   EXPECT_TRUE(Closed());
 }
