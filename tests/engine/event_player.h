@@ -53,6 +53,7 @@ class EventPlayer : public FakeService {
     if (what == 253) GrowOld();
     if (what == 254) ClickCheck3(choices.Below(3) == 0);
     if (what == 255 && choices.Below(2) == 0) ConfirmAndDeleteCache();
+    if (what % 16 == 0) DamageCache();
     for (int left = what == 255 && depth == 1 ? kPendingSlots : 0; left > 0; --left) Ask();
     Check();
     --depth;
@@ -127,7 +128,8 @@ class EventPlayer : public FakeService {
     if (queries.empty()) return;
     const std::string query = queries[queries.size() - 1 - choices.Below(std::min<std::size_t>(queries.size(), 200))];
     const int code = OneOf({0, 0, 0, 2});
-    std::string answer = query.size() < kHeaderBytes ? query : ReplyTo(query, "100", Record(kA, 30), code);
+    const std::string data(OneOf({4u, 4u, 300u, 900u}), 'd');
+    std::string answer = query.size() < kHeaderBytes ? query : ReplyTo(query, "100", Record(kA, 30, data), code);
     const std::size_t strange = choices.Below(16);
     if (strange == 1) answer = Changed(answer);
     if (strange == 2) answer = choices.Text();
@@ -139,16 +141,31 @@ class EventPlayer : public FakeService {
     const bool settles = !matches || (known && code == 0 && strange == 0 && IsPending(query) && QuestionToMatch(query));
     const std::string key = answerRules->KeyOf(matches ? query : answer);
     const auto before = std::pair(downstream.sent.size(), records.records.size());
+    records.writesLeft = OneOf({1000, 1000, 1000, static_cast<int>(choices.Below(4))});
     OnServerDatagram(Exact(answer), server, port);
     Require(!matches || known || std::pair(downstream.sent.size(), records.records.size()) == before,
             "a stranger is believed");
     Require(!settles || FindWaiting(key) == -1, "a client waits on");
+    const bool stores = !matches && NoCache == kFalse && key.size() <= 255;
+    Require(!stores || (records.writesLeft < 0 ? records.records == records.before : CacheLookup(key) == answer),
+            "stored in part or not");
   }
   bool IsPending(const std::string& query) {
     return std::any_of(PendingTable.begin(), PendingTable.begin() + PendingCount,
                        [&](const PendingRequest& request) { return QueryFrom(request.ClientPort) == query; });
   }
 
+  // Cut chains, rings, and codes that mean nothing. The question in front stays, so that the answer is still one to it.
+  void DamageCache() {
+    if (records.records.empty() || choices.Below(20) == 0) return records.records.clear();
+    const auto record = std::next(records.records.begin(), static_cast<int>(choices.Byte() % records.records.size()));
+    std::string& piece = record->second;
+    piece.resize(std::min(piece.size(), 60 + choices.Byte()));
+    if (choices.Below(2) == 0 && piece.size() > 66)
+      piece.replace(piece.size() - 5, 5, records.records.rbegin()->first, 0, 5);
+    piece[0] = OneOf({'\0', '\1', '\1', '\2'});
+    if (choices.Below(3) == 0) records.records.erase(record);
+  }
   void LetTimePass() {
     const std::size_t milliseconds = choices.Byte() << choices.Below(24);
     clock.now = static_cast<std::int32_t>(static_cast<std::uint32_t>(clock.now) + milliseconds);

@@ -38,22 +38,22 @@ struct FakeClock : Clock {
 };
 
 struct FakeEventLoop : EventLoop {
-  void RunPendingEvents() override { Run(runs); }
-  void Yield() override { Run(yields); }
+  void RunPendingEvents() override {
+    ++runs;
+    Yield();
+  }
+  void Yield() override {
+    if (std::function<void()> due = std::exchange(onNextYield, nullptr)) due();
+  }
   void Quit(int status) override {
     trace.push_back("quit " + std::to_string(status));
     quit = true;
-  }
-  void Run(int& counter) {
-    ++counter;
-    if (std::function<void()> due = std::exchange(onNextYield, nullptr)) due();
   }
 
   explicit FakeEventLoop(Trace& allTrace) : trace(allTrace) {}
   Trace& trace;
   std::function<void()> onNextYield;
   int runs = 0;
-  int yields = 0;
   bool quit = false;
 };
 
@@ -100,16 +100,12 @@ struct FakeBoxes : MessageBoxes {
 };
 
 struct FakeNetwork : Network {
-  StartResult Start(std::uint16_t version) override {
-    askedVersion = version;
-    return started;
-  }
+  StartResult Start(std::uint16_t) override { return started; }
   int Stop() override { return stopError; }
   std::string HostName() override { return hostName; }
   std::vector<Address> HostAddresses(const std::string&) override { return addresses; }
 
   StartResult started{0, 0x0101};
-  std::uint16_t askedVersion = 0;
   int stopError = 0;
   std::string hostName = "host";
   std::vector<Address> addresses{{10, 0, 0, 1}};
@@ -119,7 +115,7 @@ struct FakeProcess : Process {
   Version ProgramVersion() override { return {2, 0, 7}; }
   bool PreviousInstance() override {
     trace.push_back("instance?");
-    return otherInstance;
+    return false;
   }
   void EndWithRunTimeError(int number, const std::string&) override { throw number; }
   void Report(const std::string& line) override { reports.push_back(line); }
@@ -130,7 +126,6 @@ struct FakeProcess : Process {
   Trace& trace;
   std::minstd_rand random;
   std::vector<std::string> reports;
-  bool otherInstance = false;
 };
 
 struct FakeProfile : Profile {
@@ -176,10 +171,10 @@ struct SentDatagram {
 };
 
 struct FakeUdpPort : UdpPort {
-  void SetDataArrived(DataArrived newHandler) override { handler = newHandler; }
+  void SetDataArrived(DataArrived) override {}
   void Deactivate() override { active = false; }
   void SetLocalPort(std::uint16_t newPort) override { localPort = newPort; }
-  void SetAcceptData(bool accept) override { accepting = accept; }
+  void SetAcceptData(bool) override {}
   int Activate() override {
     trace.push_back("udp " + std::to_string(localPort));
     active = bindError == 0;
@@ -192,16 +187,13 @@ struct FakeUdpPort : UdpPort {
   void SetRemotePort(std::int32_t newPort) override { port = newPort; }
   bool Send(std::string_view message) override {
     sent.push_back({host, port, std::string(message)});
-    return sendWorks;
+    return true;
   }
 
   explicit FakeUdpPort(Trace& allTrace) : trace(allTrace) {}
   Trace& trace;
-  DataArrived handler = nullptr;
   std::uint16_t localPort = 1;
-  bool accepting = false;
   bool active = false;
-  bool sendWorks = true;
   int bindError = 0;
   std::string host;
   std::int32_t port = 0;

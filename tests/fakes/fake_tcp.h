@@ -12,8 +12,8 @@ namespace quenvar {
 
 struct FakeTcpListener : TcpListener {
   void SetHandlers(const Handlers& given) override { handlers = given; }
-  void SetLocalPort(std::uint16_t port) override { localPort = port; }
-  int Activate() override { return activateError; }
+  void SetLocalPort(std::uint16_t) override {}
+  int Activate() override { return 0; }
   std::size_t Send(std::int16_t connection, std::string_view data) override {
     sent[connection] += data;
     return 0;
@@ -23,8 +23,6 @@ struct FakeTcpListener : TcpListener {
   void CloseAll() override {}
 
   Handlers handlers;
-  std::uint16_t localPort = 0;
-  int activateError = 0;
   std::map<std::int16_t, std::string> sent;
 };
 

@@ -1,7 +1,4 @@
 // The icon in a real tray, pressed by a real mouse.
-#include <functional>
-#include <sstream>
-
 #include "program.h"
 
 namespace quenvar::lab {
@@ -25,20 +22,16 @@ class Tray : public LabTest {
   /// Opens the menu and presses the key of an entry.
   void Choose(const std::string& key) {
     Click("3");
-    ASSERT_TRUE(Eventually([&] { return Count("quenvar") == 2; })) << "no menu";
+    ASSERT_TRUE(Becomes(2, "quenvar")) << "no menu";
     Output(display_ + "xdotool key " + key);
-    ASSERT_TRUE(Eventually([&] { return Count("quenvar") == 1; })) << "the menu stays";
+    ASSERT_TRUE(Becomes(1, "quenvar")) << "the menu stays";
   }
 
   /// Windows on show: "Quenvar" is the main window; the icon and the menu carry the name of the program.
-  int Count(const std::string& name) {
-    std::istringstream names(Output(display_ + "xdotool search --onlyvisible --class ^quenvar$ getwindowname %@"));
-    int count = 0;
-    for (std::string line; std::getline(names, line);) count += line == name ? 1 : 0;
-    return count;
-  }
   bool Becomes(int count, const std::string& name) {
-    return Eventually([&] { return Count(name) == count; });
+    const std::string windows = "xdotool search --onlyvisible --class ^quenvar$ getwindowname %@";
+    const std::string counting = "(" + display_ + windows + " | grep -cx " + name + " || true)";
+    return Eventually([&] { return std::stoi(Output(counting)) == count; });
   }
 
   const Screen screen_;
@@ -52,7 +45,7 @@ class Tray : public LabTest {
 TEST_F(Tray, TheIconComesWithEveryTrayHoweverLate) {
   const Program program(home_, {.display = screen_.Display()});
   ASSERT_TRUE(Becomes(1, "Quenvar"));
-  EXPECT_EQ(Count("quenvar"), 0);
+  EXPECT_TRUE(Becomes(0, "quenvar"));
   for (int turn = 0; turn < 2; ++turn) {
     StartTray();
     EXPECT_TRUE(Becomes(1, "quenvar")) << turn;
@@ -66,20 +59,13 @@ TEST_F(Tray, ItsClicksAndItsMenuShowHideAndEnd) {
   StartTray();
   Program program(home_, {.display = screen_.Display()});
   ASSERT_TRUE(Becomes(1, "quenvar"));
-  EXPECT_EQ(Count("Quenvar"), 0) << "hidden from the start";
-  const struct {
-    const char* what;
-    std::function<void()> press;
-    int shown;
-  } steps[] = {{"left", [this] { Click("1"); }, 1},
-               {"Hide", [this] { Choose("h"); }, 0},
-               {"double", [this] { Click("--repeat 2 --delay 50 1"); }, 1},
-               {"Hide again", [this] { Choose("h"); }, 0},
-               {"Show", [this] { Choose("s"); }, 1}};
-  for (const auto& step : steps) {
-    step.press();
+  EXPECT_TRUE(Becomes(0, "Quenvar")) << "hidden from the start";
+  for (const std::string way : {"1", "--repeat 2 --delay 50 1", "s"}) {
+    way == "s" ? Choose(way) : Click(way);
     EXPECT_TRUE(RoundTrip()) << "by then the press has arrived";
-    EXPECT_TRUE(Becomes(step.shown, "Quenvar")) << step.what;
+    EXPECT_TRUE(Becomes(1, "Quenvar")) << way;
+    Choose("h");
+    EXPECT_TRUE(Becomes(0, "Quenvar")) << way;
   }
   Choose("q");
   ASSERT_TRUE(screen_.Shows("QUIT"));

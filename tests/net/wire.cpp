@@ -1,16 +1,12 @@
 #include "wire.h"
 
 #include <arpa/inet.h>
-#include <linux/sockios.h>
 #include <poll.h>
-#include <sys/epoll.h>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <map>
 
 namespace quenvar::lab {
 namespace {
@@ -38,9 +34,14 @@ Socket Open(int type, Place place, const std::string& address, std::uint16_t por
   Enter(Place::Home);
   const int on = 1;
   setsockopt(*socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-  const int fewBytes = 48 * 1024;  // so that it shows what the program holds
-  for (const int buffer : {SO_SNDBUF, SO_RCVBUF})
-    if (type == SOCK_STREAM) setsockopt(*socket, SOL_SOCKET, buffer, &fewBytes, sizeof fewBytes);
+  if (type == SOCK_STREAM) {
+    const int fewBytes = 48 * 1024;  // so that it shows what the program holds
+    for (const int buffer : {SO_SNDBUF, SO_RCVBUF}) setsockopt(*socket, SOL_SOCKET, buffer, &fewBytes, sizeof fewBytes);
+  } else {
+    const int manyBytes = 16 << 20;  // for ten servers
+    setsockopt(*socket, SOL_SOCKET, SO_RCVBUFFORCE, &manyBytes, sizeof manyBytes);
+    setsockopt(*socket, IPPROTO_IP, IP_PKTINFO, &on, sizeof on);
+  }
   const timeval patience = {kPatience.count() / 1000, 0};
   setsockopt(*socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
   const sockaddr_in own = Address(address, port);
@@ -48,10 +49,13 @@ Socket Open(int type, Place place, const std::string& address, std::uint16_t por
   return socket;
 }
 
-const std::map<int, std::string> kRecordData = {{kA, "\xC0\0\2\1"s},
-                                                {kMx, "\0\12\4mail\xC0\x0C"s},
-                                                {kTxt, "\4text"s},
-                                                {kAaaa, "\x20\1\x0D\xB8" + std::string(11, '\0') + '\1'}};
+/// What stands beside the bytes of a datagram: the address on this side.
+struct Control {
+  std::size_t size = CMSG_LEN(sizeof(in_pktinfo));
+  int level = IPPROTO_IP;
+  int type = IP_PKTINFO;
+  in_pktinfo local = {};
+};
 
 }  // namespace
 
@@ -61,31 +65,34 @@ std::string AnswerTo(const std::string& query) {
   constexpr int kRecursionAvailable = 0x80;
   const std::string asked = query.substr(0, 12 + Question(query).size());
   const auto type = static_cast<RecordType>(asked[asked.size() - 3]);
-  return ReplyTo(asked, "100", Record(type, 60, kRecordData.at(type)), kRecursionAvailable);
+  const std::string data = type == kA ? "\xC0\0\2\1"s : "\x20\1\x0D\xB8" + std::string(11, '\0') + '\1';
+  return ReplyTo(asked, "100", Record(type, 60, data), kRecursionAvailable);
 }
 
 Endpoint::Endpoint(Place place, const std::string& address, std::uint16_t port)
-    : address_(address), socket_(Open(SOCK_DGRAM, place, address, port)) {
-  timespec time;
-  ioctl(*socket_, SIOCGSTAMPNS, &time);  // from now on the kernel notes when datagrams come
-}
+    : address_(address), socket_(Open(SOCK_DGRAM, place, address, port)) {}
 
-void Endpoint::Send(const std::string& bytes, const sockaddr_in& peer) const {
-  Require(sendto(*socket_, bytes.data(), bytes.size(), 0, Plain(peer), sizeof peer) >= 0, "a datagram sent");
+void Endpoint::SendFrom(const std::string& local, const std::string& bytes, sockaddr_in peer) const {
+  Control control;
+  control.local.ipi_spec_dst.s_addr = inet_addr(local.c_str());
+  iovec piece = {const_cast<char*>(bytes.data()), bytes.size()};
+  const msghdr message = {&peer, sizeof peer, &piece, 1, &control, sizeof control, 0};
+  Require(sendmsg(*socket_, &message, 0) >= 0, "a datagram sent");
 }
 
 std::optional<Datagram> Endpoint::Receive(std::chrono::milliseconds limit) const {
   pollfd arrival = {*socket_, POLLIN, 0};
   if (poll(&arrival, 1, static_cast<int>(limit.count())) != 1) return std::nullopt;
   thread_local char buffer[65536];
-  sockaddr_in peer = {};
-  socklen_t size = sizeof peer;
-  const ssize_t length = recvfrom(*socket_, buffer, sizeof buffer, 0, reinterpret_cast<sockaddr*>(&peer), &size);
-  if (length < 0) return std::nullopt;
-  timespec time = {};
-  ioctl(*socket_, SIOCGSTAMPNS, &time);
-  return Datagram{
-      {buffer, static_cast<std::size_t>(length)}, peer, address_, time.tv_sec * 1'000'000'000 + time.tv_nsec};
+  Control control;
+  Datagram datagram;
+  iovec piece = {buffer, sizeof buffer};
+  msghdr message = {&datagram.peer, sizeof datagram.peer, &piece, 1, &control, sizeof control, 0};
+  const ssize_t size = recvmsg(*socket_, &message, 0);
+  if (size < 0) return std::nullopt;
+  datagram.bytes.assign(buffer, static_cast<std::size_t>(size));
+  datagram.local = inet_ntoa(control.local.ipi_addr);
+  return datagram;
 }
 
 void Client::Ask(const std::string& query) const { Send(query, Address("127.0.0.1", 53)); }
@@ -95,34 +102,14 @@ std::string Client::Answer() const {
   return answer ? answer->bytes : "(no answer)";
 }
 
-Servers::Servers() : arrivals_(Own(epoll_create1(EPOLL_CLOEXEC))) {
-  for (int number = 1; number <= 10; ++number) endpoints_.emplace_back(Place::Upstream, ServerAt(number), 53);
-  endpoints_.emplace_back(Place::Upstream, kStranger, 53);
-  for (Endpoint& endpoint : endpoints_) {
-    epoll_event arrival = {EPOLLIN, {.ptr = &endpoint}};
-    epoll_ctl(*arrivals_, EPOLL_CTL_ADD, endpoint.Descriptor(), &arrival);
-  }
-}
-
-std::optional<Datagram> Servers::Next(std::chrono::milliseconds limit) const {
-  epoll_event arrival;
-  if (epoll_wait(*arrivals_, &arrival, 1, static_cast<int>(limit.count())) != 1) return std::nullopt;
-  return static_cast<const Endpoint*>(arrival.data.ptr)->Receive();
-}
-
 std::vector<Datagram> Servers::Next(std::size_t count) const {
   std::vector<Datagram> queries;
-  for (auto query = Next(); query; query = Next()) {
+  while (queries.size() < count) {
+    const auto query = Next();
+    if (!query) break;
     queries.push_back(*query);
-    if (queries.size() == count) break;
   }
-  std::ranges::sort(queries, {}, &Datagram::nanosecondOfEntry);
   return queries;
-}
-
-void Servers::AnswerFrom(const std::string& address, const Datagram& query, const std::string& bytes) const {
-  const int number = std::stoi(address.substr(address.rfind('.') + 1));
-  endpoints_[static_cast<std::size_t>(std::min(number, 11) - 1)].Send(bytes, query.peer);
 }
 
 Socket Connect() {

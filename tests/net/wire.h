@@ -22,8 +22,8 @@ inline std::string Query(int identifier, const std::string& name, RecordType typ
 /// The question of a message: name, type and class as they stand in it.
 std::string Question(const std::string& message);
 
-/// The answer to `query`: its identifier and its question with one record of the type that it asks for. An A record
-/// has the address 192.0.2.1, all live for 60 seconds.
+/// The answer to `query` about an A or AAAA record: its identifier and its question with 192.0.2.1 or 2001:db8::1,
+/// which live for 60 seconds.
 std::string AnswerTo(const std::string& query);
 
 /// The descriptor of a socket, closed when nobody has it any more.
@@ -32,18 +32,17 @@ using Socket = std::shared_ptr<const int>;
 struct Datagram {
   std::string bytes;
   sockaddr_in peer;
-  std::string local;               ///< the address of ours that it was sent to
-  std::int64_t nanosecondOfEntry;  ///< when the kernel took it in
+  std::string local;  ///< the address of ours that it was sent to
 };
 
 /// A UDP socket. Port 0 means any free port.
 class Endpoint {
  public:
   Endpoint(Place place, const std::string& address, std::uint16_t port);
-  void Send(const std::string& bytes, const sockaddr_in& peer) const;
+  void Send(const std::string& bytes, const sockaddr_in& peer) const { SendFrom(address_, bytes, peer); }
+  void SendFrom(const std::string& local, const std::string& bytes, sockaddr_in peer) const;
   /// Empty when nothing arrives within `limit`.
   std::optional<Datagram> Receive(std::chrono::milliseconds limit = kPatience) const;
-  int Descriptor() const { return *socket_; }
 
  private:
   std::string address_;
@@ -60,20 +59,15 @@ class Client : public Endpoint {
 };
 
 /// All name servers, and the stranger: port 53 of every address upstream. Only one can live at a time.
-class Servers {
+class Servers : public Endpoint {
  public:
-  Servers();
+  Servers() : Endpoint(Place::Upstream, "0.0.0.0", 53) {}
   /// The next query that reaches any of them.
-  std::optional<Datagram> Next(std::chrono::milliseconds limit = kPatience) const;
+  std::optional<Datagram> Next(std::chrono::milliseconds limit = kPatience) const { return Receive(limit); }
   /// The next `count` queries in the order of their arrival, fewer when no more come.
   std::vector<Datagram> Next(std::size_t count) const;
   /// Answers from the server that was asked.
-  void Answer(const Datagram& query, const std::string& bytes) const { AnswerFrom(query.local, query, bytes); }
-  void AnswerFrom(const std::string& address, const Datagram& query, const std::string& bytes) const;
-
- private:
-  std::vector<Endpoint> endpoints_;
-  Socket arrivals_;
+  void Answer(const Datagram& query, const std::string& bytes) const { SendFrom(query.local, bytes, query.peer); }
 };
 
 /// A connection to the program. Throws when it is refused.
