@@ -102,5 +102,14 @@ TEST_F(StartAndEnd, AQuitAskedForDuringTheStartIsCarriedOutByTheFirstTick) {
   EXPECT_EQ(trace.back(), "quit 0");
 }
 
+TEST_F(StartAndEnd, ARequestShowsAWindowThatThereIs) {
+  ShowMainWindow();
+  EXPECT_EQ(trace, Trace{}) << "the start goes on, or has failed";
+  StayHiddenAtStart();
+  ShowMainWindow();
+  EXPECT_EQ(trace, (Trace{"show", "tab update", "show"})) << "to the front";
+  EXPECT_TRUE(WindowWasShown);
+}
+
 }  // namespace
 }  // namespace quenvar

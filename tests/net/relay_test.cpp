@@ -27,35 +27,6 @@ TEST_F(Relay, EveryEnabledServerGetsTheClientsBytesInRowOrder) {
   }
 }
 
-TEST_F(Relay, ThreeHundredQueriesWaitAndOneMoreSwitchesAllServersOff) {
-  const Screen screen;
-  Program program(home_, {.display = screen.Display()});
-  const char* box = "Critical Error!";
-  Datagram query;
-  for (int i = 0; i < 300; ++i) {
-    client_.Ask(Query(i, "waiting-" + std::to_string(i)));
-    query = servers_.Next().value();
-  }
-  EXPECT_EQ(screen.Count(box), 0);
-  client_.Ask(Query(1, "one-too-many.test"));
-  ASSERT_TRUE(screen.Shows(box));
-
-  // Both sockets are served behind the box: a client asks, and somebody upstream answers without having been asked.
-  for (int i = 0; i < 301; ++i) client_.Ask(Query(3, "again-" + std::to_string(i)));
-  const std::string late = Query(2, "behind-the-box.test");
-  client_.Ask(late);
-  EXPECT_TRUE(Eventually([&] {
-    servers_.SendFrom(kStranger, AnswerTo(late), query.peer);
-    return client_.Receive(std::chrono::milliseconds(50));
-  }));
-  EXPECT_EQ(screen.Count(box), 1) << "running over once more does not open a second one";
-  screen.PressEnter(box);
-  EXPECT_TRUE(Eventually([&] { return screen.Count(box) == 0; }));
-  EXPECT_FALSE(servers_.Next(kNow)) << "a server was asked while all are off";
-  program.Terminate();
-  EXPECT_EQ(home_.Setting("DNS_0_ENABLED"), "No");
-}
-
 TEST_F(Relay, AHitOutlivesTheProgramWithTheIdentifierThatItWasStoredWith) {
   WriteFile(home_.SettingsFile(), SettingsFor({1}, "No"));
   const std::string first = Query(0x1111, "Cached.Name");

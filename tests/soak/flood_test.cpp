@@ -21,26 +21,23 @@ class Flood : public Soak, public testing::WithParamInterface<std::string> {
     while (message.size() < 65'000) message += '\77' + std::string(63, 'x');
     return message + '\0';
   }
-  /// Sends noise to where clients ask, and answers that nobody has asked for to where servers answer.
-  /// At full speed the kernel loses most of them; with a pause after every twenty, the program gets them all.
-  void Pour(int datagrams, bool pauses, const sockaddr_in& upstream) {
+  /// Sends noise to where clients ask, and answers that nobody has asked for to where servers answer. At full speed the
+  /// kernel loses most of them; with a pause after every twenty, the program gets them all. Meanwhile 50 queries a
+  /// second, which their server answers at once.
+  void PourAndAsk(int datagrams, bool pauses, const sockaddr_in& upstream) {
     std::vector<std::string> noise;
     std::vector<std::string> spoofed;
     for (int i = 0; i < 500; ++i) {
       noise.push_back(Noise(Random(600)));
       spoofed.push_back(AnswerTo(Query(Random(65536), "spoofed-" + std::to_string(i) + ".test")));
     }
-    for (std::size_t i = 0; i < static_cast<std::size_t>(datagrams) / 2; ++i) {
-      pouring_.Ask(i % 4 == 0 ? LongName(i) : noise[i % noise.size()]);
-      (i % 2 == 0 ? stranger_ : otherPort_).Send(spoofed[i % spoofed.size()], upstream);
-      if (pauses && i % 10 == 0) std::this_thread::sleep_for(milliseconds(1));
-    }
-  }
-  /// Meanwhile 50 queries a second, which their server answers at once.
-  void PourAndAsk(int datagrams, bool pauses, const sockaddr_in& upstream) {
     std::atomic<bool> ended = false;
     const std::jthread pour([&] {
-      Pour(datagrams, pauses, upstream);
+      for (std::size_t i = 0; i < static_cast<std::size_t>(datagrams) / 2; ++i) {
+        pouring_.Ask(i % 4 == 0 ? LongName(i) : noise[i % noise.size()]);
+        spoofing_.SendFrom(i % 2 == 0 ? kStranger : ServerAt(1), spoofed[i % spoofed.size()], upstream);
+        if (pauses && i % 10 == 0) std::this_thread::sleep_for(milliseconds(1));
+      }
       ended = true;
     });
     for (auto next = steady_clock::now(); !ended; next += milliseconds(20)) {
@@ -59,8 +56,7 @@ class Flood : public Soak, public testing::WithParamInterface<std::string> {
 
   const Screen screen_;
   const Client pouring_;
-  const Endpoint stranger_{Place::Upstream, kStranger, 0};
-  const Endpoint otherPort_{Place::Upstream, ServerAt(1), 0};
+  const Endpoint spoofing_{Place::Upstream, "0.0.0.0", 0};
 };
 
 // The box counts when it is closed: while it is open, another one would not come.

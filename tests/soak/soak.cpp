@@ -1,7 +1,6 @@
 #include "soak.h"
 
 #include <cstdlib>
-#include <sstream>
 
 namespace quenvar::lab {
 namespace fs = std::filesystem;
@@ -96,10 +95,7 @@ void Soak::Ask() {
   const std::string owner = Random(2) == 0 ? "all" : "client-" + std::to_string(client);
   const std::string name = std::to_string(Random(manners_.names)) + "." + owner + ".test";
   const std::string query = Query(Random(kIdentifiers), name, kTxt) + kMark + Bytes32(static_cast<unsigned>(++asked_));
-  if (Random(1000) < manners_.lostPerMille) {
-    ++lost_;
-    silent_.insert(SerialOf(query));
-  }
+  if (Random(1000) < manners_.lostPerMille) silent_.insert(SerialOf(query));
   unseen_.insert(SerialOf(query));
   ++asker.awaited[KeyOf(query)];
   asker.socket.Ask(query);
@@ -111,15 +107,13 @@ void Soak::Serve(const Datagram& query) {
   if (serial.empty() || silent_.contains(serial)) return;
   for (int copies = Random(100) < manners_.doubledPercent ? 2 : 1; copies > 0; --copies) {
     const auto delay = std::chrono::microseconds(Random(1 + 1000 * static_cast<int>(manners_.longestDelay.count())));
-    later_.emplace(Clock::now() + delay, std::pair(query, TrueAnswer(query.bytes)));
+    later_.emplace(Clock::now() + delay, query);
   }
 }
 
 void Soak::SendWhatIsDue() {
-  for (; !later_.empty() && later_.begin()->first <= Clock::now(); later_.erase(later_.begin())) {
-    const auto& [query, answer] = later_.begin()->second;
-    servers_.Answer(query, answer);
-  }
+  for (; !later_.empty() && later_.begin()->first <= Clock::now(); later_.erase(later_.begin()))
+    servers_.Answer(later_.begin()->second, TrueAnswer(later_.begin()->second.bytes));
 }
 
 std::string Soak::KeyOf(const std::string& message) const {
@@ -137,18 +131,14 @@ void Soak::Check(Asker& asker, const std::string& answer) {
   if (--awaited->second == 0) asker.awaited.erase(awaited);
 }
 
-void Soak::TakeAnswers() {
-  for (Asker& asker : askers_)
-    while (const auto answer = asker.socket.Receive(kNow)) Check(asker, answer->bytes);
-}
-
 void Soak::ServeAndTakeAnswers() {
   while (const auto query = servers_.Next(kNow)) {
     Serve(*query);
     SendWhatIsDue();
   }
   SendWhatIsDue();
-  TakeAnswers();
+  for (Asker& asker : askers_)
+    while (const auto answer = asker.socket.Receive(kNow)) Check(asker, answer->bytes);
 }
 
 void Soak::AskAndServe(int count) {
@@ -166,7 +156,7 @@ void Soak::AskAndServe(int count) {
 void Soak::AskAndAnswer(int count) {
   ASSERT_NO_FATAL_FAILURE(AskAndServe(count));
   ASSERT_TRUE(RoundTrip());
-  TakeAnswers();
+  ServeAndTakeAnswers();
 }
 
 void Soak::AskFor(std::chrono::milliseconds duration) {
@@ -178,9 +168,8 @@ void Soak::AskFor(std::chrono::milliseconds duration) {
 }
 
 std::string Soak::Figures() const {
-  std::ostringstream figures;
-  figures << asked_ << " asked, " << answered_ << " answered, " << lost_ << " lost upstream, " << wrong_ << " wrong";
-  return figures.str();
+  return std::to_string(asked_) + " asked, " + std::to_string(answered_) + " answered, " +
+         std::to_string(silent_.size()) + " lost upstream, " + std::to_string(wrong_) + " wrong";
 }
 
 bool Soak::HasRoomFor(int requests) {

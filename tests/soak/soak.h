@@ -68,8 +68,8 @@ class Soak : public LabTest {
   Manners manners_;
   int asked_ = 0;
   int answered_ = 0;
-  int lost_ = 0;
-  int wrong_ = 0;  ///< answers that their client did not wait for, or with another content
+  std::set<std::string> silent_;  ///< serials of the queries that get no answer
+  int wrong_ = 0;                 ///< answers that their client did not wait for, or with another content
 
  private:
   struct Asker {
@@ -81,15 +81,13 @@ class Soak : public LabTest {
   void ServeAndTakeAnswers();
   void Serve(const Datagram& query);
   void SendWhatIsDue();
-  void TakeAnswers();
   void Check(Asker& asker, const std::string& answer);
   std::string KeyOf(const std::string& message) const;
 
   bool matchesQuestion_ = false;
   std::array<Asker, 8> askers_;
-  std::multimap<std::chrono::steady_clock::time_point, std::pair<Datagram, std::string>> later_;  ///< answers, by when
+  std::multimap<std::chrono::steady_clock::time_point, Datagram> later_;  ///< queries, by when they are answered
   std::set<std::string> unseen_;  ///< serials of the queries of this batch that no server has seen
-  std::set<std::string> silent_;  ///< serials of the queries that get no answer
   int rooms_ = 0;
 };
 
