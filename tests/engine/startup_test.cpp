@@ -29,6 +29,7 @@ class StartAndEnd : public Service {
 
 TEST_F(StartAndEnd, TheStepsOfTheStartAreInOrder) {
   files.files["/program/dnsip.dat"] = "header";
+  window.missingFont = "Arial";  // does not matter
   Startup();
   EXPECT_EQ(trace, (Trace{"save", "font Arial", "font Tahoma", "instance?", "udp 0", "udp 53", "randomize", "add icon",
                           "first tab", "tab update", "show"}));
@@ -49,10 +50,6 @@ TEST_F(StartAndEnd, WithoutItsFontTheProgramEnds) {
   window.missingFont = "Tahoma";
   Startup();
   EXPECT_EQ(trace, (Trace{"font Arial", "font Tahoma", "box Quenvar", "quit 2"}));
-  window.missingFont = "Arial";
-  trace.clear();
-  Startup();
-  EXPECT_EQ(trace.back(), "show") << "the first face does not matter";
 }
 
 TEST_F(StartAndEnd, WithoutNetworkTheStartGoesOn) {

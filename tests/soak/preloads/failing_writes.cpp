@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <initializer_list>
 
 namespace {
@@ -32,28 +33,16 @@ long Number(const char* name) {
   return text == nullptr ? 0 : std::atol(text);
 }
 
-void Note(long calls) {
-  const char* path = std::getenv("SOAK_COUNT_FILE");
-  FILE* file = path == nullptr ? nullptr : std::fopen(path, "w");
-  if (file == nullptr) return;
-  std::fprintf(file, "%ld", calls);
-  std::fclose(file);
-}
-
 // Every second one as on a full disk: the program tells that from a broken one.
 bool NextFails() {
   static long calls = 0;
   static const long failing = Number("SOAK_FAIL_AT");
   static const bool forEver = Number("SOAK_FAIL_EVER") != 0;
-  Note(++calls);
+  ++calls;
+  if (const char* path = std::getenv("SOAK_COUNT_FILE")) std::ofstream(path) << calls;
   if (failing == 0 || (forEver ? calls < failing : calls != failing)) return false;
   errno = failing % 2 == 0 ? ENOSPC : EIO;
   return true;
-}
-
-template <typename File>
-bool Fails(File file) {
-  return IsMeant(file) && NextFails();
 }
 
 }  // namespace
@@ -61,7 +50,7 @@ bool Fails(File file) {
 #define FAILING(result, name, parameters, file, arguments)                                    \
   extern "C" result name parameters {                                                         \
     static const auto real = reinterpret_cast<result(*) parameters>(dlsym(RTLD_NEXT, #name)); \
-    return Fails(file) ? -1 : real arguments;                                                 \
+    return IsMeant(file) && NextFails() ? -1 : real arguments;                                \
   }
 
 FAILING(ssize_t, write, (int file, const void* bytes, size_t size), file, (file, bytes, size))
