@@ -1,5 +1,8 @@
-// Any bytes as the settings file: a value that is written comes back, and all others stay.
+// Any bytes as the settings file: a value that is written comes back, all others stay, and what was loaded and saved is
+// loaded again.
 #include "platform/posix/profile_text.h"
+#include "settings/settings_file.h"
+#include "tests/fakes/fake_service.h"
 #include "tests/fuzz/input.h"
 #include "tests/fuzz/require.h"
 
@@ -9,6 +12,21 @@ namespace {
 
 const char* const kSections[] = {"OPTIONS", "NAMESERVER"};
 const char* const kKeys[] = {"SYSTRAY", "dns_0_name", "DNS_9_DESC"};
+
+struct TextProfile : Profile {
+  std::string GetString(const std::string& section, const std::string& key, const std::string& missing,
+                        std::size_t bufferSize) override {
+    return text.Find(section, key).value_or(missing).substr(0, bufferSize - 1);
+  }
+  void BeginSave() override {}
+  void WriteString(const std::string& section, const std::string& key, const std::string& value) override {
+    text.Set(section, key, value);
+  }
+  bool CommitSave() override { return true; }
+
+  explicit TextProfile(const std::string& content) : text(content) {}
+  ProfileText text;
+};
 
 // Without line breaks, the blanks around it and one pair of quotes.
 std::string Readable(std::string value) {
@@ -35,6 +53,18 @@ std::string SetAndCheck(const std::string& content, Input& input) {
   return text.Text();
 }
 
+// The state that was loaded from `content`, and what it was saved as.
+auto LoadAndSave(const std::string& content) {
+  FakeService service;
+  TextProfile profile(content);
+  platform.profile = &profile;
+  LoadNameServers();
+  LoadStatistics();
+  LoadOptions();
+  SaveAllSettings();
+  return std::make_pair(std::make_tuple(ServerEnabled, ServerWinning, TotalWinning, Check2), profile.text.Text());
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size) {
@@ -42,6 +72,8 @@ extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size) {
   Input changes = input;
   for (std::size_t left = input.Below(4); left > 0; --left) input.Below(1), input.Below(1), input.Text();
   std::string content = input.Rest();
+  const auto [loaded, saved] = LoadAndSave(content);
+  Require(loaded == LoadAndSave(saved).first);
   for (std::size_t left = changes.Below(4); left > 0; --left) content = SetAndCheck(content, changes);
   return 0;
 }
