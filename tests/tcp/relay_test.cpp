@@ -13,7 +13,6 @@ class TcpRelay : public Service {
     SetServer(0, "192.0.2.1", "", 5);
     for (const std::size_t row : {3u, 7u, 12u}) SetServer(row, "192.0.2." + std::to_string(row), "", 9);
     EXPECT_EQ(InitTcpRelay(), 0);
-    EXPECT_EQ(listener.localPort, 53);
   }
 
   void Connect(std::initializer_list<std::int16_t> clients) {
