@@ -37,13 +37,11 @@ struct FakeServerTable : ServerTableView {
 };
 
 struct FakeCorrection : CorrectionDialog {
-  std::int16_t AskCorrection(const std::string& message, const std::string& title) override {
-    asked.emplace_back(message, title);
+  std::int16_t AskCorrection(const std::string& /*message*/, const std::string& /*title*/) override {
     if (whileOpen) whileOpen();
     return answer;
   }
 
-  std::vector<std::pair<std::string, std::string>> asked;
   std::function<void()> whileOpen;
   std::int16_t answer = 0;
 };

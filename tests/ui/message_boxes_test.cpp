@@ -51,6 +51,14 @@ TEST_F(Boxes, SayWhatTheyAreMadeToSay) {
        "not declare your own host as a name server! All DNS servers have been disabled. Please check and reconfigre "
        "youe name servers!"},
       {[this] {
+         window.missingFont = "Tahoma";
+         mainWindow = &window;
+         Startup();
+         mainWindow = &form;
+       },
+       QMessageBox::Critical,
+       "Quenvar: Initialisation error, did you restart your system after you installed Quenvar?"},
+      {[this] {
          downstream.bindError = kErrorAddressInUse;
          Startup();
        },
