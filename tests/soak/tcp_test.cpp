@@ -52,6 +52,7 @@ TEST_F(TcpClients, TheyCannotExhaustIt) {
   const auto servers = std::async(std::launch::async, [&] {
     while (true) std::thread(TakeAll, Accept(listening)).detach();
   });
+  const std::shared_ptr<void> atTheEnd(nullptr, [&](void*) { shutdown(*listening, SHUT_RD); });
   const Program program(home_, {.descriptorLimit = 64});
   ASSERT_TRUE(RoundTrip());  // the start is over
   const int idle = OpenDescriptors(program);
@@ -82,7 +83,6 @@ TEST_F(TcpClients, TheyCannotExhaustIt) {
             << longestWait.count() << " ms\n";
   EXPECT_LT(after, before + 512);
   EXPECT_LT(longestWait, milliseconds(1000));
-  shutdown(*listening, SHUT_RD);  // which ends the servers
 }
 
 }  // namespace
