@@ -8,6 +8,7 @@
 #include <QLocale>
 #include <QStandardPaths>
 #include <QTimer>
+#include <csignal>
 #include <cstdlib>
 
 #include "base/numbers.h"
@@ -78,14 +79,15 @@ void EndSession() { UnloadMainWindow(UnloadMode::SessionEnd); }
 
 bool savesAtExit = false;
 
-// The libraries below the windows call exit() when the display or the session manager is gone.
+// The libraries below the windows call exit() when the X11 display or the session manager is gone.
 void OnExit() {
   if (!savesAtExit) return;
   SaveSession();
   std::_Exit(EXIT_FAILURE);
 }
 
-// What is made before is taken down after it: the toolkit's name look-ups, for which it would wait up to ten seconds.
+// The first call only makes the toolkit's name look-ups: what is made before is taken down after OnExit, and to take
+// these down may take ten seconds.
 void SaveAtExit() {
   QHostInfo::abortHostLookup(-1);
   savesAtExit = std::atexit(OnExit) == 0;
@@ -180,6 +182,7 @@ int Run() {
 }  // namespace
 
 int main(int argc, char** argv) {
+  std::signal(SIGPIPE, SIG_IGN);  // writing to a session manager that is gone
   RaiseDescriptorLimit();
   DropRelativeDirectories();
   QApplication::setStyle("Windows");

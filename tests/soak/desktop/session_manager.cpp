@@ -1,5 +1,6 @@
-// A session manager (X Session Management Protocol 1.0) with one client. Prints where it listens, as the variable
-// SESSION_MANAGER has it. SIGTERM logs the user out: the client is asked to save itself, and when it has, to end.
+// A session manager (X Session Management Protocol 1.0) for one client; a second one would wait for ever. Prints where
+// it listens, as the variable SESSION_MANAGER has it. SIGTERM logs the user out: the client is asked to save itself,
+// and when it has, to end. With SIGINT it breaks down before it has the client's answer.
 #include <X11/SM/SMlib.h>
 #include <poll.h>
 
@@ -11,14 +12,14 @@
 namespace {
 
 SmsConn client = nullptr;
-volatile std::sig_atomic_t loggingOut = 0;
+volatile std::sig_atomic_t request = 0;
 
 Bool Anyone(char* /*host*/) { return True; }
 
 Status OnClient(SmsConn connection, SmPointer, unsigned long* mask, SmsCallbacks* on, char** /*refusal*/) {
   client = connection;
-  *mask =
-      SmsRegisterClientProcMask | SmsSaveYourselfDoneProcMask | SmsSetPropertiesProcMask | SmsCloseConnectionProcMask;
+  *mask = SmsRegisterClientProcMask | SmsSaveYourselfDoneProcMask | SmsSetPropertiesProcMask |
+          SmsDeletePropertiesProcMask | SmsCloseConnectionProcMask;
   on->register_client.callback = [](SmsConn newClient, SmPointer, char* /*identifierBefore*/) -> Status {
     char identifier[] = "client";
     SmsRegisterClientReply(newClient, identifier);
@@ -26,7 +27,7 @@ Status OnClient(SmsConn connection, SmPointer, unsigned long* mask, SmsCallbacks
     return True;
   };
   on->save_yourself_done.callback = [](SmsConn saved, SmPointer, Bool /*success*/) {
-    (loggingOut != 0 ? SmsDie : SmsSaveComplete)(saved);
+    (request != 0 ? SmsDie : SmsSaveComplete)(saved);
   };
   on->set_properties.callback = [](SmsConn, SmPointer, int, SmProp**) {};
   on->delete_properties.callback = [](SmsConn, SmPointer, int, char**) {};
@@ -61,9 +62,10 @@ int main() {
   sigset_t ends;
   sigemptyset(&ends);
   sigaddset(&ends, SIGTERM);
+  sigaddset(&ends, SIGINT);
   sigprocmask(SIG_BLOCK, &ends, nullptr);
   IceSetIOErrorHandler([](IceConn) { std::exit(0); });
-  std::signal(SIGTERM, [](int) { loggingOut = 1; });
+  for (const int number : {SIGTERM, SIGINT}) std::signal(number, [](int given) { request = given; });
   std::puts(IceComposeNetworkIdList(count, listeners));
   std::fflush(stdout);
 
@@ -76,5 +78,6 @@ int main() {
       IceProcessMessages(connection, nullptr, nullptr);
     else if (client != nullptr)
       SmsSaveYourself(client, SmSaveBoth, True, SmInteractStyleNone, False);
+    if (request == SIGINT) std::_Exit(1);
   }
 }
