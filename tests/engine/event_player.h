@@ -11,6 +11,7 @@
 #include "engine/message_reader.h"
 #include "engine/query_name.h"
 #include "settings/address.h"
+#include "settings/statistics_view.h"
 #include "tests/fakes/dns_message.h"
 #include "tests/fakes/fake_record_store.h"
 #include "tests/fakes/fake_service.h"
@@ -18,7 +19,7 @@
 
 namespace quenvar {
 
-class EventPlayer : public FakeService {
+class EventPlayer : public FakeService, private StatisticsView {
  public:
   /// `seed`: of the keys that the cache draws.
   EventPlayer(bool matchQuestion, std::size_t seed) {
@@ -30,6 +31,11 @@ class EventPlayer : public FakeService {
     ChooseAnswerRules();
     for (std::size_t row = 0; row < 3; ++row) SetServer(row, kServers[row]);
     boxes.whileOpen = correction.whileOpen = [this] { TakeStep(); };
+    statisticsView = this;
+  }
+  ~EventPlayer() {
+    static StatisticsView nobody;
+    statisticsView = &nobody;
   }
 
   /// The event that the next bytes of `choices` stand for. Also called from within itself, wherever the service lets
@@ -53,6 +59,7 @@ class EventPlayer : public FakeService {
     if (what == 253) GrowOld();
     if (what == 254) ClickCheck3(choices.Below(3) == 0);
     if (what == 255 && choices.Below(2) == 0) ConfirmAndDeleteCache();
+    UpDateStatistic();
     if (what % 16 == 0) DamageCache();
     for (int left = what == 255 && depth == 1 ? kPendingSlots : 0; left > 0; --left) Ask();
     Check();
@@ -73,6 +80,9 @@ class EventPlayer : public FakeService {
     operator std::string_view() const { return {data(), size()}; }
   };
 
+  void ShowCacheShare(std::int16_t percent) override { Require(percent >= 0 && percent <= 100, "no share"); }
+  void ShowServerShare(std::int16_t percent) override { ShowCacheShare(percent); }
+  void ShowLostShare(std::int16_t percent) override { ShowCacheShare(percent); }
   void Require(bool holds, const char* otherwise) {
     if (!holds && fault.empty()) fault = otherwise;
   }

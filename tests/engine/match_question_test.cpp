@@ -48,10 +48,11 @@ TEST_F(MatchQuestionPath, EveryClientGetsItsOwnIdentifierAndSpelling) {
   const auto answer = [](const std::string& query) { return ReplyTo(query, "100", Record(kA, 60)); };
   Ask(queries[0]);
   Ask(QueryFor("a\1b.example", kAaaa, 0x0202));
+  Ask(QueryFor("a.b.example"));
   Ask(queries[1]);
   Answer(answer(QueryFor("a\1b.Example", kA, 0x0303)));
   EXPECT_EQ(Got(), (Messages{answer(queries[0]), answer(queries[1])}));
-  EXPECT_EQ(PendingCount, 1) << "the other type still waits";
+  EXPECT_EQ(PendingCount, 2) << "the other type and the name that looks alike still wait";
   EXPECT_EQ(LogLines().back(), "A: 10.1.0.1: a.b.Example [in0ms]");
   EXPECT_EQ(GotFor(queries[2]), Messages{answer(queries[2])});
   std::string otherClass = queries[0];
@@ -140,6 +141,35 @@ TEST_F(MatchQuestionPath, AServerThatStaysSilentHoldsNoFailureBack) {
   ServerEnabled[3] = kFalse;
   Answer(failure(4));
   EXPECT_EQ(Got(), Messages{failure(4)});
+}
+
+TEST_F(MatchQuestionPath, EachHitIsSettledByTheAnswerToItsOwnQuery) {
+  const auto query = [](std::uint16_t identifier) { return QueryFor("name.example", kA, identifier); };
+  const auto answer = [&](std::uint16_t identifier) { return ReplyTo(query(identifier), "100", Record(kA, 60)); };
+  Ask(query(1));
+  Answer(answer(1));
+  for (const auto& again : {query(2), query(3)}) {
+    clock.now += 30;
+    Ask(again);
+  }
+  Answer(answer(3));
+  EXPECT_EQ(std::pair(WTIME, int{PendingCount}), std::pair(0.0, 1));
+  Answer(answer(2));
+  EXPECT_EQ(WTIME, 30);
+}
+
+TEST_F(MatchQuestionPath, WhatAsksNoQuestionIsRelayedUnchanged) {
+  std::string two = QueryFor("name.example");
+  two[5] = 2;
+  const std::string response = ReplyTo(QueryFor("name.example"), "100", Record(kA, 60));
+  for (const std::string& message : {two, response}) {
+    Ask(message);
+    Ask(std::string(message).replace(0, 1, "X"));
+    const std::string answer = message == two ? ReplyTo(two, "100", Record(kA, 60)) : response;
+    Answer(answer);
+    EXPECT_EQ(Got(), (Messages{answer, answer}));
+  }
+  EXPECT_EQ(GotFor(response), Messages()) << "two caches would throw it at each other for ever";
 }
 
 }  // namespace

@@ -21,7 +21,10 @@ struct FakeWeb : HttpClient, Desktop, UpdateView {
   void Get() override {}
   void Abort() override {}
   void AskProxyServer(std::function<void(const std::string& setting)> tell) override { tell(answer); }
-  bool StartProgram(const std::string& path) override { return path == localFile; }
+  bool StartProgram(const std::string& path) override {
+    Require(path == localFile);
+    return true;
+  }
   void CloseDialog() override { closed = true; }
 
   Events events{};

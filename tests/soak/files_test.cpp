@@ -16,12 +16,10 @@ namespace fs = std::filesystem;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-const std::string kEnd = "; the end\n";
-
 class Files : public Soak {
  protected:
   Files() {
-    UseOptions(kEnd);
+    UseOptions("");
     manners_ = {.names = 30, .longestDelay = milliseconds(3)};
   }
 
@@ -43,7 +41,10 @@ class Files : public Soak {
     for (const char* companion : {"", "-wal", "-shm", "-journal"}) fs::remove_all(database_.string() + companion);
   }
   bool SettingsAreWhole() const {
-    return ReadFile(home_.SettingsFile()).find(kEnd) != std::string::npos && home_.Setting("DNS_9_ENABLED") == "Yes";
+    const std::string text = ReadFile(home_.SettingsFile());
+    const bool saved = text.find("[STATISTICS]") != std::string::npos;
+    return home_.Setting("DNS_9_ENABLED") == "Yes" && text.ends_with('\n') &&
+           (home_.Setting("TOTALQ") != "(missing)") == saved;
   }
 
   const fs::path database_ = home_.ProgramFile("DNSCACHE.MDB");
@@ -75,6 +76,34 @@ TEST_F(Files, NothingIsLostByAKill) {
   EXPECT_EQ(wrong_, 0);
   std::cout << kills << " kills, " << content.names << " names stored, " << Figures() << ", longest start "
             << longestStart_.count() << " ms\n";
+}
+
+// Call after call that changes a file while the program starts and ends, until there are no more.
+TEST_F(Files, NothingIsLostByAKillAtAnyWrite) {
+  Fill();
+  const std::string filled = ReadFile(database_);
+  const CacheContent content = ReadCache(home_);
+  int call = 0;
+  for (int status = -SIGKILL; status == -SIGKILL && !HasFailure(); ++call) {
+    SCOPED_TRACE(call);
+    RemoveCache();
+    WriteFile(database_, filled);
+    UseOptions("");
+    Program program(home_, {.serves = false,
+                            .environment = {{"LD_PRELOAD", Preload("failing_writes")},
+                                            {"SOAK_FAIL_AT", std::to_string(call + 1)},
+                                            {"SOAK_KILL", "1"}}});
+    std::this_thread::sleep_for(milliseconds(500));
+    program.Signal(SIGTERM);
+    status = program.Wait();
+    EXPECT_TRUE(status == -SIGKILL || status == 0) << status;
+    EXPECT_TRUE(SettingsAreWhole()) << ReadFile(home_.SettingsFile());
+    Start();
+    EXPECT_EQ(ReadCache(home_).fault, "");
+    EXPECT_GE(ReadCache(home_).names, content.names);
+  }
+  std::cout << call - 1 << " calls\n";
+  EXPECT_GT(call, 10);
 }
 
 TEST_F(Files, FailingWritesKeepNoAnswerBack) {
@@ -180,7 +209,7 @@ TEST_F(Files, AFullDiskOnlyStopsStoring) {
   ASSERT_TRUE(room(0, 6 << 20));
   ASSERT_EQ(mount("full", config.c_str(), "tmpfs", 0, "size=64k"), 0);
   fs::copy_file(kDirectory / "quenvar", home_.ProgramFile("quenvar"));
-  UseOptions(kEnd);
+  UseOptions("");
   const std::string settings = ReadFile(home_.SettingsFile());
   WriteFile(config / "filler", std::string(64 << 10, 'x'));
   manners_.names = 5000;

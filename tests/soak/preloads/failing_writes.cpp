@@ -1,12 +1,13 @@
 // Loaded in front of the program: fails what is written to its cache and its settings file. Every call that changes one
-// of these files counts. Call number SOAK_FAIL_AT fails, and with SOAK_FAIL_EVER all after it; 0 is none. The file
-// SOAK_COUNT_FILE, if named, holds how many there were.
+// of these files counts. Call number SOAK_FAIL_AT fails, and with SOAK_FAIL_EVER all after it; 0 is none. With
+// SOAK_KILL the program is killed by it. The file SOAK_COUNT_FILE, if named, holds how many there were.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -41,6 +42,7 @@ bool NextFails() {
   ++calls;
   if (const char* path = std::getenv("SOAK_COUNT_FILE")) std::ofstream(path) << calls;
   if (failing == 0 || (forEver ? calls < failing : calls != failing)) return false;
+  if (std::getenv("SOAK_KILL") != nullptr) std::raise(SIGKILL);
   errno = failing % 2 == 0 ? ENOSPC : EIO;
   return true;
 }
