@@ -75,6 +75,7 @@ TEST_F(QueryPath, AHitIsAnsweredAtOnceAndForwardedAndItsGainMeasured) {
   clock.now = -1;
   events.onNextYield = [&] { EXPECT_EQ(downstream.sent.size(), 1u) << "before the query goes on"; };
   Ask("WWW.example.com");
+  EXPECT_FALSE(events.onNextYield) << "events run between the sends";
   EXPECT_EQ(downstream.sent, (std::vector<SentDatagram>{{"10.0.0.9", 4000, "stored answer"}}));
   EXPECT_EQ(upstream.sent.size(), 3u) << "to all servers before any has answered";
   EXPECT_EQ(ACACHE, 1);

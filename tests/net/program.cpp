@@ -83,7 +83,9 @@ Program::Program(const Home& home, const StartOptions& options) {
 }
 
 Program::~Program() {
-  if (Runs()) Terminate();
+  const bool ended = !Runs();
+  if (!ended) Terminate();
+  EXPECT_TRUE(!ended || waitedFor_ || status_ == 0) << "it has ended by itself, with wait status " << status_;
 }
 
 void Program::Signal(int signal) const { kill(process_, signal); }
@@ -101,6 +103,7 @@ bool Program::Runs() {
 }
 
 int Program::Wait() {
+  waitedFor_ = true;
   const auto ended = [this] { return !Runs(); };
   if (!Eventually(ended)) Signal(SIGKILL);
   Eventually(ended);

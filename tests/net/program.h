@@ -59,6 +59,7 @@ class Program {
  private:
   pid_t process_;
   int status_ = 0;
+  bool waitedFor_ = false;
   std::filesystem::path standardError_;
 };
 
