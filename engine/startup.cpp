@@ -8,6 +8,7 @@
 #include "engine/housekeeping.h"
 #include "engine/main_window_view.h"
 #include "engine/own_addresses.h"
+#include "engine/pending_table.h"
 #include "engine/query_path.h"
 #include "engine/shutdown.h"
 #include "engine/window_state.h"
@@ -16,6 +17,7 @@
 #include "platform/message_box.h"
 #include "platform/platform.h"
 #include "platform/process.h"
+#include "platform/tcp.h"
 #include "platform/timer.h"
 #include "platform/udp_port.h"
 #include "settings/options.h"
@@ -99,8 +101,18 @@ void ReportStartError(int error) {
         "with \"sudo sysctl net.ipv4.ip_unprivileged_port_start=53\".");
 }
 
+// While the box is open nothing is served, so that the counters stay what the settings file says.
+void StopService() {
+  platform.UDPPort1->Deactivate();
+  platform.UDPPort2->Deactivate();
+  platform.IPDaemon->CloseAll();
+  PendingCount = 0;
+  ReadSettingsOnce();
+}
+
 void FailStart(int error) {
   ExitStatus = kFailedStart;
+  StopService();
   ReportStartError(error);
   QuitRequested = kTrue;
   UnloadMainWindow(UnloadMode::Code);

@@ -26,7 +26,8 @@ TEST_F(Settings, TheFilesOfOldAreTakenOverAndForeignLinesStay) {
 
 using Startup = LabTest;
 
-TEST_F(Startup, ATakenPortIsReportedInABoxAndTheListIsKept) {
+TEST_F(Startup, ATakenPortIsReportedInABoxAndNothingIsServedOrCountedMeanwhile) {
+  WriteFile(home_.SettingsFile(), SettingsFor({1}) + "[STATISTICS]\nWTIME=1\nTOTALQ=5\n");
   for (const bool udp : {true, false}) {
     const Screen screen;
     const auto taken = udp ? nullptr : Listen(Place::Home);
@@ -34,9 +35,11 @@ TEST_F(Startup, ATakenPortIsReportedInABoxAndTheListIsKept) {
     Program program(home_, {.display = screen.Display(), .serves = false});
     ASSERT_TRUE(screen.Shows("Error")) << program.StandardError();
     EXPECT_EQ(screen.Count("Quenvar"), 0) << "the window is never shown";
+    for (int i = 0; !udp && i < 310; ++i) client_.Ask(Query(i, "while.the.box.is.open"));
     screen.PressEnter("Error");
     EXPECT_EQ(program.Wait(), 2);
-    EXPECT_EQ(home_.Setting("DNS_0_NAME"), ServerAt(1));
+    EXPECT_EQ(home_.Setting("DNS_0_NAME") + home_.Setting("DNS_0_ENABLED"), ServerAt(1) + "Yes");
+    EXPECT_EQ(home_.Setting("TOTALQ"), "5");
   }
 }
 
