@@ -28,7 +28,8 @@ extern std::array<std::int16_t, kServerSlots> ServerWinning;
 extern std::array<Boolean16, kServerSlots> ServerResponded;
 /// All first answers together.
 extern std::int16_t TotalWinning;
-/// Set after every change of an address or description, and once at start.
+/// Set after every change of an address or description, and once at start. Nothing here asks for it or clears it: each
+/// of these changes brings the table up to date at once (MakeListView), or is one that the table itself has shown.
 extern Boolean16 ServerListChanged;
 
 /// The table that shows the rows, and the dialog that asks about a wrong address. Set once at start.

@@ -53,7 +53,10 @@ void AgeGlobalCounters() {
   // The gain in milliseconds is part of this sum of requests. This is intended.
   const std::optional<std::int16_t> difference = RoundHalfEven(TOTALQ - WTIME - NOTANSWERED - ADNS - ACACHE);
   if (!difference) return;
-  AddChecked(ADNS > std::abs(int{*difference}) ? ADNS : ACACHE, *difference);
+  if (ADNS > std::abs(int{*difference}))
+    AddChecked(ADNS, *difference);
+  else
+    AddChecked(ACACHE, *difference);
 }
 
 // In whole percent of the settled requests; 0 where that cannot be computed.
@@ -66,7 +69,11 @@ int Share(std::int16_t count, int settled) {
 Shares SharesOf(int settled) {
   Shares shares{Share(ACACHE, settled), Share(ADNS, settled), Share(NOTANSWERED, settled)};
   if (shares.Sum() > 100) shares.server -= shares.Sum() - 100;
-  if (shares.Sum() < 100) (shares.cache != 0 ? shares.cache : shares.lost) += 100 - shares.Sum();
+  const int missing = std::max(100 - shares.Sum(), 0);
+  if (shares.cache != 0)
+    shares.cache += missing;
+  else
+    shares.lost += missing;
   return shares;
 }
 
