@@ -1,5 +1,6 @@
 #include "engine/own_addresses.h"
 
+#include "base/ipv4_text.h"
 #include "base/text.h"
 #include "engine/event_log.h"
 #include "platform/network.h"
@@ -21,21 +22,14 @@ bool IsVersionTooLow(std::uint16_t version) {
   return major < 1 || (major == 1 && minor < 1);
 }
 
-std::string DottedText(const Network::Address& address) {
-  std::string text;
-  for (const std::uint8_t part : address) text.append(std::to_string(part)).append(1, '.');
-  text.pop_back();
-  return text;
-}
-
 int AppendHostAddresses() {
   const std::string name(Trim(platform.network->HostName()));
   if (name.empty()) return -1;
   const auto addresses = platform.network->HostAddresses(name);
   if (addresses.empty()) return -1;
-  for (const Network::Address& address : addresses) {
+  for (const std::uint32_t address : addresses) {
     if (OwnAddressCount == static_cast<std::int16_t>(OwnAddresses.size())) break;
-    OwnAddresses[static_cast<std::size_t>(OwnAddressCount++)] = DottedText(address);
+    OwnAddresses[static_cast<std::size_t>(OwnAddressCount++)] = Ipv4Text(address);
   }
   return 0;
 }

@@ -16,8 +16,9 @@ struct PendingRequest {
   std::string Name;                    ///< the key of its query (engine/answer_rules.h): plainly, the question name
   std::array<char, 40> ClientAddress;  ///< dotted decimal IPv4 text, padded with blanks
   std::int32_t ClientPort;
-  std::int32_t SentAt;      ///< millisecond tick at which the query arrived
-  std::int32_t AnsweredAt;  ///< kStillWaiting, or the millisecond tick of the answer from the cache
+  std::int32_t SentAt;         ///< millisecond tick at which the query arrived
+  std::int32_t AnsweredAt;     ///< kStillWaiting, or the millisecond tick of the answer from the cache
+  std::uint32_t AskedAddress;  ///< of this host, as UdpPort::ArrivedAt gives it: the answer leaves from there
 
   // Noted by rules that look at more than the name (engine/match_question.h).
   std::string Identifier;      ///< the first two bytes of the query

@@ -32,6 +32,7 @@ void SendToServer(std::size_t slot, std::string_view message) {
 
 void AnswerClient(const PendingRequest& request, std::string_view answer) {
   std::string copy;
+  platform.UDPPort2->SetSource(request.AskedAddress);
   SendToClient(request.ClientAddressText(), request.ClientPort, answerRules->AnswerFor(request, answer, copy));
 }
 
@@ -79,6 +80,7 @@ void OnClientDatagram(std::string_view message, const std::string& clientAddress
   const std::string key = answerRules->KeyOf(message);
   WriteLog("Q: " + clientAddress + " for: " + answerRules->ShownName(key));
   PendingRequest request = MakeRequest(key, clientAddress, clientPort);
+  request.AskedAddress = platform.UDPPort2->ArrivedAt();
   answerRules->Describe(request, message);
   const std::string answer = NoCache == kFalse ? answerRules->StoredAnswer(request) : std::string();
   AddPending(request);

@@ -41,7 +41,7 @@ void ForwardToBest(std::string_view message);
 /// active.
 int BestServer();
 
-/// Sends one datagram from UDPPort2.
+/// Sends one datagram from UDPPort2, from the source that is set there.
 void SendToClient(const std::string& address, std::int32_t port, std::string_view answer);
 
 }  // namespace quenvar

@@ -1,7 +1,6 @@
 // What the program asks about the network of its own host.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -10,7 +9,6 @@ namespace quenvar {
 
 class Network {
  public:
-  using Address = std::array<std::uint8_t, 4>;
   struct StartResult {
     int error;              ///< 0 when the network layer is ready
     std::uint16_t version;  ///< low byte major, high byte minor
@@ -25,9 +23,9 @@ class Network {
 
   /// At most 255 characters; empty when the host has no name.
   virtual std::string HostName() = 0;
-  /// The host's own IPv4 addresses, read from its interfaces and never by a DNS query: the machine's resolver usually
-  /// is this program, which would wait for itself. Loopback addresses are not among them.
-  virtual std::vector<Address> HostAddresses(const std::string& hostName) = 0;
+  /// The host's own IPv4 addresses in host byte order, read from its interfaces and never by a DNS query: the machine's
+  /// resolver usually is this program, which would wait for itself. Loopback addresses are not among them.
+  virtual std::vector<std::uint32_t> HostAddresses(const std::string& hostName) = 0;
 };
 
 }  // namespace quenvar

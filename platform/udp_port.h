@@ -28,12 +28,18 @@ class UdpPort {
   /// Binds the local port on all interfaces. 0, or the error number: kErrorAddressInUse where the port is taken.
   virtual int Activate() = 0;
   virtual bool Active() const = 0;
+  /// The address of this host that the datagram at hand was sent to, in host byte order; 0 where the system answers
+  /// from the right one by itself. Holds until the handler lets events run.
+  virtual std::uint32_t ArrivedAt() const = 0;
 
   virtual const std::string& RemoteHost() const = 0;
   virtual std::int32_t RemotePort() const = 0;
-  /// Dotted decimal IPv4 text. Any other text makes Send fail; a name is never looked up.
+  /// The address of a host (base/ipv4_text.h). Any other text makes Send fail; a name is never looked up.
   virtual void SetRemoteHost(const std::string& address) = 0;
   virtual void SetRemotePort(std::int32_t port) = 0;
+  /// The address of this host that the next datagrams leave from, as ArrivedAt gives it: a host has more than one, and
+  /// a client takes an answer only from the one that it has asked. 0 leaves the choice to the system.
+  virtual void SetSource(std::uint32_t address) = 0;
   /// Sends one datagram to the remote host and port. Within a handler it may leave a little later, with those after it,
   /// but in order. False when it is known that it could not be sent.
   virtual bool Send(std::string_view message) = 0;

@@ -10,8 +10,7 @@ namespace quenvar {
 /// than four parts, and empty parts, which count as 0, are accepted; that is intended.
 std::string ValidateAddress(const std::string& text);
 
-/// True when both texts, each accepted by ValidateAddress, stand for one address: zeros in front of a number do not
-/// count.
+/// True when both texts stand for one address (base/ipv4_text.h), however they are written.
 bool IsSameAddress(std::string_view a, std::string_view b);
 
 /// True when the text is, character for character, one of this host's own addresses.

@@ -12,7 +12,7 @@ namespace quenvar {
 
 namespace {
 
-constexpr std::uint8_t kLoopbackNetwork = 127;
+constexpr std::uint32_t kLoopbackNetwork = 127;
 
 bool IsIpv4(const ifaddrs& entry) { return entry.ifa_addr != nullptr && entry.ifa_addr->sa_family == AF_INET; }
 
@@ -23,8 +23,8 @@ std::string HostNetwork::HostName() {
   return gethostname(name, sizeof name - 1) == 0 ? name : "";
 }
 
-std::vector<Network::Address> HostNetwork::HostAddresses(const std::string& /*hostName*/) {
-  std::vector<Address> addresses;
+std::vector<std::uint32_t> HostNetwork::HostAddresses(const std::string& /*hostName*/) {
+  std::vector<std::uint32_t> addresses;
   ifaddrs* list = nullptr;
   if (getifaddrs(&list) != 0) return addresses;
   const std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> owner(list, freeifaddrs);
@@ -32,9 +32,8 @@ std::vector<Network::Address> HostNetwork::HostAddresses(const std::string& /*ho
     if (!IsIpv4(*entry)) continue;
     sockaddr_in socketAddress{};
     std::memcpy(&socketAddress, entry->ifa_addr, sizeof socketAddress);
-    Address address{};
-    std::memcpy(address.data(), &socketAddress.sin_addr, address.size());
-    if (address[0] != kLoopbackNetwork) addresses.push_back(address);
+    const std::uint32_t address = ntohl(socketAddress.sin_addr.s_addr);
+    if (address >> 24 != kLoopbackNetwork) addresses.push_back(address);
   }
   return addresses;
 }

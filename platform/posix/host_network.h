@@ -10,7 +10,7 @@ class HostNetwork final : public Network {
   StartResult Start(std::uint16_t version) override { return {0, version}; }
   int Stop() override { return 0; }
   std::string HostName() override;
-  std::vector<Address> HostAddresses(const std::string& hostName) override;
+  std::vector<std::uint32_t> HostAddresses(const std::string& hostName) override;
 };
 
 }  // namespace quenvar

@@ -7,8 +7,8 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "base/ipv4_text.h"
 #include "platform/posix/bound_socket.h"
-#include "platform/posix/ipv4_text.h"
 #include "platform/qt/qt_event_loop.h"
 
 namespace quenvar {
@@ -64,8 +64,8 @@ int SocketUdpPort::Activate() {
   if (socket_ < 0) return ErrorNumber(errno);
   SetBuffer(socket_, SO_RCVBUFFORCE, SO_RCVBUF);
   SetBuffer(socket_, SO_SNDBUFFORCE, SO_SNDBUF);
-  replySources_ = localPort_ != 0 ? std::make_unique<ReplySources>() : nullptr;
-  const int wanted = replySources_ ? 1 : 0;
+  // Clients send to a fixed port only.
+  const int wanted = localPort_ != 0 ? 1 : 0;
   setsockopt(socket_, IPPROTO_IP, IP_PKTINFO, &wanted, sizeof wanted);
   if (acceptData_) {
     notifier_ = std::make_unique<QSocketNotifier>(socket_, QSocketNotifier::Read);
@@ -76,13 +76,13 @@ int SocketUdpPort::Activate() {
 
 void SocketUdpPort::SetRemoteHost(const std::string& address) {
   remoteHost_ = address;
-  remoteAddress_ = ReadIpv4(address);
+  remoteAddress_ = ReadHostAddress(address);
 }
 
 bool SocketUdpPort::Send(std::string_view message) {
   if (socket_ < 0 || !remoteAddress_ || remotePort_ <= 0 || remotePort_ > 0xFFFF) return false;
   const sockaddr_in to = SocketAddress(*remoteAddress_, static_cast<std::uint16_t>(remotePort_));
-  outbox_.Add(to, replySources_ ? replySources_->Find(to.sin_addr.s_addr, to.sin_port) : 0, message);
+  outbox_.Add(to, htonl(source_), message);
   return (events_.InBatch() && !outbox_.Full()) || outbox_.Flush(socket_);
 }
 
@@ -105,7 +105,8 @@ void SocketUdpPort::Handle(UdpInbox& inbox) {
   while (socket_ >= 0 && !inbox.Empty()) {
     const UdpInbox::Datagram datagram = inbox.Take();
     const sockaddr_in& from = datagram.sender;
-    if (replySources_) replySources_->Remember(from.sin_addr.s_addr, from.sin_port, datagram.localAddress);
+    // To an address of its own, the system answers from that same address anyway, and faster when it is not told so.
+    arrivedAt_ = datagram.localAddress != from.sin_addr.s_addr ? ntohl(datagram.localAddress) : 0;
     handler_(datagram.message, Ipv4Text(ntohl(from.sin_addr.s_addr)), ntohs(from.sin_port));
   }
 }

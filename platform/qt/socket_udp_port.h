@@ -6,7 +6,6 @@
 #include <optional>
 #include <vector>
 
-#include "platform/posix/reply_sources.h"
 #include "platform/posix/udp_batch.h"
 #include "platform/udp_port.h"
 
@@ -29,11 +28,13 @@ class SocketUdpPort final : public UdpPort {
   void SetAcceptData(bool accept) override { acceptData_ = accept; }
   int Activate() override;
   bool Active() const override { return socket_ >= 0; }
+  std::uint32_t ArrivedAt() const override { return arrivedAt_; }
 
   const std::string& RemoteHost() const override { return remoteHost_; }
   std::int32_t RemotePort() const override { return remotePort_; }
   void SetRemoteHost(const std::string& address) override;
   void SetRemotePort(std::int32_t port) override { remotePort_ = port; }
+  void SetSource(std::uint32_t address) override { source_ = address; }
   bool Send(std::string_view message) override;
 
  private:
@@ -51,9 +52,8 @@ class SocketUdpPort final : public UdpPort {
   std::string remoteHost_;
   std::int32_t remotePort_ = 0;
   std::optional<std::uint32_t> remoteAddress_;
-
-  // Only for a fixed local port, to which clients send.
-  std::unique_ptr<ReplySources> replySources_;
+  std::uint32_t source_ = 0;
+  std::uint32_t arrivedAt_ = 0;
 
   // One inbox for each level of handlers that let events run, so that a message outlives the ones that arrive
   // meanwhile.

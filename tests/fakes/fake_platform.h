@@ -103,12 +103,12 @@ struct FakeNetwork : Network {
   StartResult Start(std::uint16_t) override { return started; }
   int Stop() override { return stopError; }
   std::string HostName() override { return hostName; }
-  std::vector<Address> HostAddresses(const std::string&) override { return addresses; }
+  std::vector<std::uint32_t> HostAddresses(const std::string&) override { return addresses; }
 
   StartResult started{0, 0x0101};
   int stopError = 0;
   std::string hostName = "host";
-  std::vector<Address> addresses{{10, 0, 0, 1}};
+  std::vector<std::uint32_t> addresses{0x0A000001};
 };
 
 struct FakeProcess : Process {
@@ -181,10 +181,12 @@ struct FakeUdpPort : UdpPort {
     return bindError;
   }
   bool Active() const override { return active; }
+  std::uint32_t ArrivedAt() const override { return 0; }
   const std::string& RemoteHost() const override { return host; }
   std::int32_t RemotePort() const override { return port; }
   void SetRemoteHost(const std::string& address) override { host = address; }
   void SetRemotePort(std::int32_t newPort) override { port = newPort; }
+  void SetSource(std::uint32_t) override {}
   bool Send(std::string_view message) override {
     sent.push_back({host, port, std::string(message)});
     return true;

@@ -1,4 +1,5 @@
 // What the clients and the name servers see of the program on the wire, with and without its cache.
+#include <arpa/inet.h>
 #include <sys/mount.h>
 
 #include "program.h"
@@ -24,6 +25,22 @@ TEST_F(Relay, EveryEnabledServerGetsTheClientsBytesInRowOrder) {
       EXPECT_TRUE(seen.bytes == query);
     }
     EXPECT_EQ(asked, ".7.3.1.9.2.8.5.4.6");
+  }
+}
+
+// A client takes an answer only from the address that it has asked, however many others have asked since.
+TEST_F(Relay, EachAnswerLeavesFromTheAddressThatWasAsked) {
+  const Program program(home_);
+  const std::string asked[] = {"127.0.0.1", "127.0.0.2"};
+  const std::vector<Client> clients(280);
+  std::vector<Datagram> queries;
+  for (std::size_t i = 0; i < clients.size(); ++i) {
+    clients[i].Ask(Query(static_cast<int>(i), "name" + std::to_string(i)), asked[i % 2]);
+    queries.push_back(servers_.Next().value());
+  }
+  for (std::size_t i = 0; i < clients.size(); ++i) {
+    servers_.Answer(queries[i], AnswerTo(queries[i].bytes));
+    EXPECT_EQ(clients[i].Receive().value().peer.sin_addr.s_addr, inet_addr(asked[i % 2].c_str())) << i;
   }
 }
 

@@ -95,7 +95,7 @@ std::optional<Datagram> Endpoint::Receive(std::chrono::milliseconds limit) const
   return datagram;
 }
 
-void Client::Ask(const std::string& query) const { Send(query, Address("127.0.0.1", 53)); }
+void Client::Ask(const std::string& query, const std::string& address) const { Send(query, Address(address, 53)); }
 
 std::string Client::Answer() const {
   const auto answer = Receive();

@@ -53,7 +53,8 @@ class Endpoint {
 class Client : public Endpoint {
  public:
   Client() : Endpoint(Place::Home, "127.0.0.1", 0) {}
-  void Ask(const std::string& query) const;
+  /// `address`: that of the PC.
+  void Ask(const std::string& query, const std::string& address = "127.0.0.1") const;
   /// The bytes of the next answer; a text that says so when none comes.
   std::string Answer() const;
 };
