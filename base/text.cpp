@@ -1,6 +1,7 @@
 #include "base/text.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstring>
 
@@ -24,6 +25,38 @@ bool DifferInMoreThanCase(const char* a, const char* b, std::size_t size) {
   return false;
 }
 
+// Codes 0x80 to 0x9F; the other codes of Windows-1252 are those of Unicode.
+constexpr unsigned kFirstHighControl = 0x80;
+constexpr std::array<char16_t, 32> kHighControls = {0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
+                                                    0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x008D, 0x017D, 0x008F,
+                                                    0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
+                                                    0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
+
+unsigned Code(char byte) { return static_cast<unsigned char>(byte); }
+
+bool IsUtf8(std::string_view text) {
+  while (!text.empty()) {
+    const std::size_t size = Utf8CharacterSize(text);
+    if (size == 0) return false;
+    text.remove_prefix(size);
+  }
+  return true;
+}
+
+// Of a character below 0x10000.
+void AppendUtf8(std::string& text, char16_t character) {
+  const auto add = [&](unsigned byte) { text += static_cast<char>(byte); };
+  const unsigned code = character;
+  if (code < 0x80) return add(code);
+  if (code < 0x800) {
+    add(0xC0 | code >> 6);
+  } else {
+    add(0xE0 | code >> 12);
+    add(0x80 | (code >> 6 & 0x3F));
+  }
+  add(0x80 | (code & 0x3F));
+}
+
 }  // namespace
 
 std::string UpperCase(std::string_view text) {
@@ -42,6 +75,40 @@ std::string_view Trim(std::string_view text) {
   const std::size_t first = text.find_first_not_of(' ');
   if (first == std::string_view::npos) return {};
   return text.substr(first, text.find_last_not_of(' ') - first + 1);
+}
+
+std::size_t Utf8CharacterSize(std::string_view text) {
+  if (text.empty()) return 0;
+  const unsigned first = Code(text[0]);
+  if (first < 0x80) return 1;
+  const std::size_t size = first >= 0xC2 && first < 0xE0 ? 2 : first >= 0xE0 && first < 0xF0 ? 3 : 4;
+  if (first < 0xC2 || first > 0xF4 || text.size() < size) return 0;
+  // The second byte excludes longer forms than needed, surrogates, and what lies beyond the last character.
+  const unsigned low = first == 0xE0 ? 0xA0 : first == 0xF0 ? 0x90 : 0x80;
+  const unsigned high = first == 0xED ? 0x9F : first == 0xF4 ? 0x8F : 0xBF;
+  if (Code(text[1]) < low || Code(text[1]) > high) return 0;
+  for (const char byte : text.substr(2, size - 2))
+    if ((Code(byte) & 0xC0) != 0x80) return 0;
+  return size;
+}
+
+char16_t FromWindows1252(char byte) {
+  const unsigned code = Code(byte);
+  const unsigned index = code - kFirstHighControl;
+  return index < kHighControls.size() ? kHighControls[index] : static_cast<char16_t>(code);
+}
+
+std::string ToUtf8(std::string_view text) {
+  if (IsUtf8(text)) return std::string(text);
+  std::string utf8;
+  for (const char byte : text) AppendUtf8(utf8, FromWindows1252(byte));
+  return utf8;
+}
+
+std::string_view FirstCharacters(std::string_view utf8, std::size_t count) {
+  std::size_t end = 0;
+  for (; count > 0 && end < utf8.size(); --count) end += std::max<std::size_t>(Utf8CharacterSize(utf8.substr(end)), 1);
+  return utf8.substr(0, end);
 }
 
 }  // namespace quenvar

@@ -18,7 +18,7 @@ inline constexpr int kServerRows = 10;
 
 /// Dotted decimal text as it was accepted, at most 15 characters; empty means that the row is not used.
 extern std::array<std::string, kServerSlots> ServerAddress;
-/// Free text, as typed.
+/// Free text in UTF-8, as typed.
 extern std::array<std::string, kServerSlots> ServerDescription;
 /// Queries are sent to this row.
 extern std::array<Boolean16, kServerSlots> ServerEnabled;

@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "base/numbers.h"
+#include "base/text.h"
 #include "platform/platform.h"
 #include "platform/profile.h"
 #include "settings/options.h"
@@ -56,6 +57,14 @@ std::string ReadServer(std::size_t row, const char* suffix, const char* missing)
   return platform.profile->GetString("NAMESERVER", ServerKey(row, suffix), missing, kServerBuffer);
 }
 
+// Each description is judged by itself: one that an earlier release or a program of the user has written need not be
+// UTF-8. The characters count, not their bytes, and none is cut.
+std::string ReadDescription(std::size_t row) {
+  const std::string key = ServerKey(row, "_DESC");
+  const std::string text = ToUtf8(platform.profile->GetString("NAMESERVER", key, "", std::string::npos));
+  return std::string(FirstCharacters(text, kServerBuffer - 1));
+}
+
 void WriteServer(std::size_t row, const char* suffix, const std::string& value) {
   platform.profile->WriteString("NAMESERVER", ServerKey(row, suffix), value);
 }
@@ -70,7 +79,7 @@ void LoadNameServers() {
   if (!ReadCounter(platform.profile->GetString("N_SERVERS", "NDNS", "0", kServerBuffer), TotalWinning)) return;
   for (std::size_t row = 0; row < kServerRows; ++row) {
     ServerAddress[row] = ReadServer(row, "_NAME", "");
-    ServerDescription[row] = ReadServer(row, "_DESC", "");
+    ServerDescription[row] = ReadDescription(row);
     ServerEnabled[row] = ParseYesNo(ReadServer(row, "_ENABLED", "No")) == 1 ? kTrue : kFalse;
     if (!ReadCounter(ReadServer(row, "_WINNING", "0"), ServerWinning[row])) return;
   }

@@ -1,4 +1,4 @@
-// Text between the program, which keeps it as bytes, and the screen: the bytes are Windows-1252.
+// Text between the program, which keeps it as bytes, and the screen.
 #pragma once
 
 #include <QString>
@@ -7,10 +7,11 @@
 
 namespace quenvar {
 
-/// Every byte becomes one character: codes that Windows-1252 leaves open become a small box.
+/// Characters in UTF-8 are shown as such, every other byte as the character of Windows-1252 that it stands for: a name
+/// on the wire may be made of any bytes. What is no visible character becomes a small box.
 QString ToScreen(std::string_view bytes);
 
-/// The bytes of a text; characters that Windows-1252 does not have become "?".
+/// The text in UTF-8.
 std::string FromScreen(const QString& text);
 
 }  // namespace quenvar

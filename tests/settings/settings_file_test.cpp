@@ -72,6 +72,25 @@ TEST_F(SettingsFile, ServersLoadInOrderUntilANumberDoesNotFit) {
   EXPECT_EQ(std::pair(TotalWinning, ServerAddress[0]), std::pair(std::int16_t{12}, std::string("kept")));
 }
 
+TEST_F(SettingsFile, EachDescriptionIsReadByItselfAndComesBackAsItIs) {
+  std::string letters, sharps;
+  for (int i = 0; i < 79; ++i) {
+    letters += "\u0416";
+    sharps += "\u00DF";
+  }
+  const std::pair<std::string, std::string> cases[] = {{"\xe4\x80 \x81", "\u00E4\u20AC \xC2\x81"},
+                                                       {"\xC3\xA9\xFC", "\u00C3\u00A9\u00FC"},
+                                                       {"\u03B1\U0001F310", "\u03B1\U0001F310"},
+                                                       {letters + "\u0416", letters},
+                                                       {std::string(80, '\xDF'), sharps}};
+  for (const auto& [written, read] : cases)
+    for (const std::string& text : {written, read}) {
+      SetSection("NAMESERVER", {{"DNS_0_DESC", text}});
+      LoadNameServers();
+      EXPECT_EQ(ServerDescription[0], read);
+    }
+}
+
 TEST_F(SettingsFile, OneSaveWritesEverythingButWhatIsInFlight) {
   SetServer(0, "10.1.0.1", "free text, as typed", 7);
   TOTALQ = 40;

@@ -110,10 +110,11 @@ TEST_F(MainWindow, TheLogIsLiveButLeavesAReaderAloneUntilHeIsBack) {
   const auto isUpToDate = [this] { return log->toPlainText() == ToScreen(LogText()).remove('\r'); };
   for (const auto& [leave, modifier] : {std::pair(Qt::Key_PageUp, Qt::NoModifier), {Qt::Key_A, Qt::ControlModifier}}) {
     SCOPED_TRACE(leave);
-    WriteLog("live <b>name</b> \x01\xe4\x80");
+    WriteLog("live <b>name</b> \x01\xe4\x80\u0416\u202E");
     EXPECT_TRUE(QTest::qWaitFor(isUpToDate, 10000));
     EXPECT_TRUE(log->viewport()->rect().contains(log->cursorRect().center()) && log->textCursor().atEnd());
-    EXPECT_TRUE(log->toPlainText().endsWith(QStringLiteral("12:00:00 live <b>name</b> \u25AF\u00E4\u20AC\n")));
+    EXPECT_TRUE(
+        log->toPlainText().endsWith(QStringLiteral("12:00:00 live <b>name</b> \u25AF\u00E4\u20AC\u0416\u25AF\n")));
     QTest::keyClick(log, leave, modifier);
     QTest::keyClick(log, leave, modifier);
     QTest::keyClick(log, Qt::Key_C, Qt::ControlModifier);
