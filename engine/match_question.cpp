@@ -53,6 +53,8 @@ std::uint16_t RowsWhere(Condition condition) {
   return static_cast<std::uint16_t>(rows);
 }
 
+bool Holds(std::uint16_t rows, std::size_t row) { return (rows >> row & 1) != 0; }
+
 bool CanAnswer(std::size_t row) { return ServerEnabled[row] != kFalse && !ServerAddress[row].empty(); }
 
 bool Asks(const PendingRequest& request, const std::string& key, std::string_view answer) {
@@ -110,6 +112,7 @@ void MatchQuestionRules::Describe(PendingRequest& request, std::string_view quer
   // What already is an answer gets none from the cache: two caches could throw it at each other for ever.
   const std::optional<Question> question = ReadQuestion(query);
   if (question && !IsResponse(query)) request.Question = query.substr(kHeaderBytes, question->end - kHeaderBytes);
+  request.Cookie = ClientCookie(query);
   request.OpenRows = RowsWhere(CanAnswer);
 }
 
@@ -133,30 +136,40 @@ Verdict MatchQuestionRules::Judge(const std::string& key, std::string_view answe
       RowsWhere([&](std::size_t row) { return CanAnswer(row) && IsSameAddress(ServerAddress[row], serverAddress); });
   if (rows == 0 || serverPort != kDnsPort || answer.size() < kHeaderBytes || !IsResponse(answer))
     return Verdict::Ignore;
-  for (std::size_t row = 0; row < kServerRows; ++row)
-    if ((rows >> row & 1) != 0) silentSince_[row].reset();
+  CloseRows(rows, key, answer);
   const bool failure = IsFailure(key, answer);
   Verdict verdict = Verdict::Note;
   for (std::size_t index = 0; index < static_cast<std::size_t>(PendingCount); ++index) {
-    PendingRequest& request = PendingTable[index];
+    const PendingRequest& request = PendingTable[index];
     if (!Asks(request, key, answer)) continue;
-    request.OpenRows = static_cast<std::uint16_t>(request.OpenRows & ~rows);
-    if (failure && request.Waits() && IsHeldBack(request)) continue;
-    verdict = Verdict::Deliver;
+    if (failure && request.Waits()) NoteSilence(request);
+    if (!failure || !request.Waits() || !IsHeldBack(request)) verdict = Verdict::Deliver;
   }
   return verdict;
 }
 
-bool MatchQuestionRules::IsHeldBack(const PendingRequest& request) {
-  const std::int32_t now = platform.clock->MillisecondTick();
-  bool held = false;
-  for (std::size_t row = 0; row < kServerRows; ++row) {
-    if ((request.OpenRows >> row & 1) == 0 || !CanAnswer(row)) continue;
-    if (!silentSince_[row]) silentSince_[row] = request.SentAt;
-    const auto silence = TickDiff(*silentSince_[row], now);
-    held = held || (silence && *silence <= kPatienceMilliseconds);
+void MatchQuestionRules::CloseRows(std::uint16_t rows, const std::string& key, std::string_view answer) {
+  for (std::size_t row = 0; row < kServerRows; ++row)
+    if (Holds(rows, row)) silentSince_[row].reset();
+  for (std::size_t index = 0; index < static_cast<std::size_t>(PendingCount); ++index) {
+    PendingRequest& request = PendingTable[index];
+    if (Asks(request, key, answer)) request.OpenRows = static_cast<std::uint16_t>(request.OpenRows & ~rows);
   }
-  return held;
+}
+
+void MatchQuestionRules::NoteSilence(const PendingRequest& request) {
+  for (std::size_t row = 0; row < kServerRows; ++row)
+    if (Holds(request.OpenRows, row) && CanAnswer(row) && !silentSince_[row]) silentSince_[row] = request.SentAt;
+}
+
+bool MatchQuestionRules::IsHeldBack(const PendingRequest& request) const {
+  const std::int32_t now = platform.clock->MillisecondTick();
+  for (std::size_t row = 0; row < kServerRows; ++row) {
+    if (!Holds(request.OpenRows, row) || !CanAnswer(row)) continue;
+    const auto silence = TickDiff(silentSince_[row].value_or(now), now);
+    if (silence && *silence <= kPatienceMilliseconds) return true;
+  }
+  return false;
 }
 
 void MatchQuestionRules::Store(const std::string& key, std::string_view answer) {
@@ -164,7 +177,7 @@ void MatchQuestionRules::Store(const std::string& key, std::string_view answer) 
   std::string entry;
   entry.reserve(answer.size() + kTimeBytes);
   entry = answer;
-  BlankCookies(entry);
+  BlankCookies(entry, {});
   CacheStore(key, entry += TimeBytes(platform.clock->UnixSecond()));
 }
 
@@ -180,8 +193,7 @@ std::string_view MatchQuestionRules::AnswerFor(const PendingRequest& request, st
   const std::string& question = request.Question;
   if (question.empty()) return answer;
   copy = answer;
-  // A server's answer to another query: its cookie is not for this client.
-  if (request.Identifier != Identifier(answer)) BlankCookies(copy);
+  BlankCookies(copy, request.Cookie);
   copy.replace(0, kIdentifierBytes, request.Identifier);
   copy.replace(kHeaderBytes, question.size(), question);
   return copy;

@@ -35,8 +35,13 @@ class MatchQuestionRules final : public AnswerRules {
   int FindSettled(const std::string& key, std::string_view answer) override;
 
  private:
-  /// True while a server that was asked may still answer the request.
-  bool IsHeldBack(const PendingRequest& request);
+  /// The servers of these rows have spoken: they are silent no more, and those who asked what `answer` answers wait for
+  /// them no more.
+  void CloseRows(std::uint16_t rows, const std::string& key, std::string_view answer);
+  /// A failure has come for a request that waits for other servers too: from now on their silence counts.
+  void NoteSilence(const PendingRequest& request);
+  /// True while a server that was asked, and whose silence is noted, may still answer the request.
+  bool IsHeldBack(const PendingRequest& request) const;
 
   /// For each row, the tick since which a failure has been held back for its sake without a word from it.
   std::array<std::optional<std::int32_t>, kServerRows> silentSince_;

@@ -25,6 +25,7 @@ constexpr std::size_t kShortestSoa = 22;
 
 constexpr std::uint16_t kCookie = 10;
 constexpr std::uint16_t kPadding = 12;
+constexpr std::size_t kClientCookieBytes = 8;
 constexpr std::size_t kOptionHeadBytes = 4;
 
 std::size_t Byte(std::string_view message, std::size_t at) { return static_cast<unsigned char>(message[at]); }
@@ -87,18 +88,23 @@ std::optional<std::uint32_t> NegativeLifetime(std::string_view answer, const Res
   return ReadLifetime(answer, record.dataAt + record.dataSize - 4);
 }
 
-void BlankCookies(std::string& answer, const ResourceRecord& opt) {
-  const std::size_t end = opt.dataAt + opt.dataSize;
-  for (std::size_t at = opt.dataAt; at + kOptionHeadBytes <= end;) {
-    const std::size_t data = at + kOptionHeadBytes;
-    const std::size_t next = data + Read16(answer, at + 2);
-    if (next > end) return;
-    if (Read16(answer, at) == kCookie) {
-      Write16(answer, at, kPadding);
-      std::fill(answer.begin() + static_cast<std::ptrdiff_t>(data), answer.begin() + static_cast<std::ptrdiff_t>(next),
-                '\0');
+// Calls `use` with the offset of each option's data and its size, for the cookies among the options of a message. The
+// records are those behind a question.
+template <typename Use>
+void ForEachCookie(std::string_view message, Use use) {
+  constexpr std::size_t kAdditionalCount = 10;
+  if (message.size() < kHeaderBytes || Read16(message, kAdditionalCount) == 0) return;
+  RecordReader records(message);
+  while (const auto record = records.Next()) {
+    if (record->type != kTypeOpt) continue;
+    const std::size_t end = record->dataAt + record->dataSize;
+    for (std::size_t at = record->dataAt; at + kOptionHeadBytes <= end;) {
+      const std::size_t size = Read16(message, at + 2);
+      const std::size_t dataAt = at + kOptionHeadBytes;
+      if (size > end - dataAt) break;
+      if (Read16(message, at) == kCookie) use(dataAt, size);
+      at = dataAt + size;
     }
-    at = next;
   }
 }
 
@@ -177,12 +183,21 @@ void ReduceLifetimes(std::string& answer, std::uint32_t seconds) {
   }
 }
 
-void BlankCookies(std::string& answer) {
-  constexpr std::size_t kAdditionalCount = 10;
-  if (answer.size() < kHeaderBytes || Read16(answer, kAdditionalCount) == 0) return;
-  RecordReader records(answer);
-  while (const auto record = records.Next())
-    if (record->type == kTypeOpt) BlankCookies(answer, *record);
+std::string_view ClientCookie(std::string_view query) {
+  std::string_view cookie;
+  ForEachCookie(query, [&](std::size_t dataAt, std::size_t size) {
+    if (size >= kClientCookieBytes) cookie = query.substr(dataAt, kClientCookieBytes);
+  });
+  return cookie;
+}
+
+void BlankCookies(std::string& answer, std::string_view clientCookie) {
+  ForEachCookie(answer, [&](std::size_t dataAt, std::size_t size) {
+    const std::string_view data = std::string_view(answer).substr(dataAt, size);
+    if (!clientCookie.empty() && data.starts_with(clientCookie)) return;
+    Write16(answer, dataAt - kOptionHeadBytes, kPadding);
+    std::fill_n(answer.begin() + static_cast<std::ptrdiff_t>(dataAt), size, '\0');
+  });
 }
 
 }  // namespace quenvar

@@ -63,8 +63,12 @@ std::uint32_t Lifetime(std::string_view answer);
 /// Reduces every time-to-live of an answer by `seconds`, at most to 0.
 void ReduceLifetimes(std::string& answer, std::uint32_t seconds);
 
-/// Makes an answer that was meant for one client fit for all: a cookie (RFC 7873) becomes padding (RFC 7830) of the
-/// same length.
-void BlankCookies(std::string& answer);
+/// The client's part of the cookie that a query carries (RFC 7873, section 4): eight bytes, or empty where there is
+/// none.
+std::string_view ClientCookie(std::string_view query);
+
+/// Makes an answer fit for the client with this cookie, which may be empty: the cookie of any other client becomes
+/// padding (RFC 7830) of the same length.
+void BlankCookies(std::string& answer, std::string_view clientCookie);
 
 }  // namespace quenvar

@@ -23,6 +23,7 @@ struct PendingRequest {
   // Noted by rules that look at more than the name (engine/match_question.h).
   std::string Identifier;      ///< the first two bytes of the query
   std::string Question;        ///< name, type and class as the query has them; empty where they cannot be read
+  std::string Cookie;          ///< the client's part of the cookie in the query; empty without one
   std::uint16_t OpenRows = 0;  ///< rows, as bits, of the servers that were asked and have not answered
 
   bool Waits() const { return AnsweredAt == kStillWaiting; }

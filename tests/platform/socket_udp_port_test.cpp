@@ -47,6 +47,14 @@ class UdpSockets : public testing::Test {
   std::uint16_t portNumber = 0;
 };
 
+TEST_F(UdpSockets, NothingIsSentToNobody) {
+  for (const char* nobody : {"localhost", "0.0.0.0", "...", "255.255.255.255"}) {
+    port.SetRemoteHost(nobody);
+    port.SetRemotePort(53);
+    EXPECT_FALSE(port.Send("x")) << nobody;
+  }
+}
+
 // As a handler does that shows a box.
 TEST_F(UdpSockets, AHandlerThatWaitsHoldsNothingBack) {
   std::string order;
