@@ -33,7 +33,7 @@ Socket Open(int type, Place place, const std::string& address, std::uint16_t por
   const Socket socket = Own(::socket(AF_INET, type | SOCK_CLOEXEC, 0));
   Enter(Place::Home);
   const int on = 1;
-  setsockopt(*socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+  if (port != 0) setsockopt(*socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
   if (type == SOCK_STREAM) {
     const int fewBytes = 48 * 1024;  // so that it shows what the program holds
     for (const int buffer : {SO_SNDBUF, SO_RCVBUF}) setsockopt(*socket, SOL_SOCKET, buffer, &fewBytes, sizeof fewBytes);
