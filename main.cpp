@@ -12,6 +12,7 @@
 #include <cstdlib>
 
 #include "base/numbers.h"
+#include "engine/asked_ports.h"
 #include "engine/housekeeping.h"
 #include "engine/shutdown.h"
 #include "engine/startup.h"
@@ -113,6 +114,8 @@ struct Outside {
   QtTimer timer1{&OnTimer1};
   SocketUdpPort upstream{events};
   SocketUdpPort downstream{events};
+  SocketUdpPorts ports{events};
+  QtTimer portTimer{&OnPortTimer};
   SocketTcpListener listener;
   SocketTcpClients clients;
   EndRequests endRequests{&SaveSession, &EndSession};
@@ -143,7 +146,9 @@ Outside::Outside() {
               .IPPort = &clients,
               .Timer1 = &timer1,
               .UDPPort1 = &upstream,
-              .UDPPort2 = &downstream};
+              .UDPPort2 = &downstream,
+              .ports = &ports,
+              .portTimer = &portTimer};
 }
 
 // Before the report of a run-time error: nothing is served, saved or asked for any more.
@@ -152,6 +157,7 @@ void Outside::Release() {
   timer1.Stop();
   upstream.Deactivate();
   downstream.Deactivate();
+  ports.CloseAll();
   listener.CloseAll();
   clients.CloseAll();
   http.Abort();

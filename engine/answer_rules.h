@@ -1,6 +1,8 @@
-// What the query path asks when it joins answers to requests: which key a message goes by, and what a client gets.
+// What the query path asks when it joins answers to requests: which key a message goes by, how it is forwarded, and
+// what a client gets.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -16,23 +18,37 @@ enum class Verdict {
   Deliver,  ///< it is stored, and goes to those whom FindReceiver finds
 };
 
-/// The plain rules: a message goes by the name of its question alone, and every answer goes unchanged to all who wait
-/// for that name, whoever sent it.
+/// Where an answer comes from.
+enum class Origin { Server, Cache };
+
+/// The plain rules: a message goes by the name of its question alone, is forwarded as it is from UDPPort1, and every
+/// answer goes unchanged to all who wait for that name, whoever sent it.
 class AnswerRules {
  public:
   virtual ~AnswerRules() = default;
 
   // Which key.
 
-  /// What a query or an answer goes by in the pending table and in the cache, compared without case.
-  virtual std::string KeyOf(std::string_view message);
+  /// What a query goes by in the pending table and in the cache, compared without case.
+  virtual std::string KeyOf(std::string_view query);
+  /// The key of the requests that a datagram from upstream may answer.
+  virtual std::string KeyOfAnswer(std::string_view answer);
   /// The name within a key, in the form of the log.
   virtual std::string ShownName(const std::string& key);
 
-  // What the client gets.
+  // How it is forwarded.
 
   /// Notes in `request` what the rules below look at of its query.
   virtual void Describe(PendingRequest& request, std::string_view query);
+  /// Enters the request in the pending table.
+  virtual void Enter(PendingRequest& request);
+  /// The bytes that the name servers get of an entered request's query. `copy` is room for them where they differ.
+  virtual std::string_view Outgoing(const PendingRequest& request, std::string_view query, std::string& copy);
+  /// Sends them to the server of a row.
+  virtual void SendToServer(std::size_t row, std::string_view outgoing);
+
+  // What the client gets.
+
   /// The stored answer that `request` may be given; empty when there is none.
   virtual std::string StoredAnswer(const PendingRequest& request);
   /// Called once for every datagram from upstream, before anything is done with it.
@@ -41,7 +57,7 @@ class AnswerRules {
   /// Stores what a name server has answered, where it may be stored.
   virtual void Store(const std::string& key, std::string_view answer);
   /// The index of the oldest waiting request that gets `answer`; -1 when none is left.
-  virtual int FindReceiver(const std::string& key, std::string_view answer);
+  virtual int FindReceiver(const std::string& key, std::string_view answer, Origin origin);
   /// The bytes for the client of `request`. `copy` is room for them where they differ from `answer`.
   virtual std::string_view AnswerFor(const PendingRequest& request, std::string_view answer, std::string& copy);
   /// The index of the oldest request, answered from the cache before, that `answer` settles; -1 when there is none.

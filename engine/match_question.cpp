@@ -2,10 +2,13 @@
 
 #include "base/text.h"
 #include "cache/answer_cache.h"
+#include "engine/asked_ports.h"
+#include "engine/asked_queries.h"
 #include "engine/message_reader.h"
 #include "engine/pending_table.h"
 #include "engine/query_name.h"
 #include "engine/query_path.h"
+#include "engine/request_room.h"
 #include "platform/clock.h"
 #include "platform/platform.h"
 #include "settings/address.h"
@@ -14,14 +17,13 @@ namespace quenvar {
 
 namespace {
 
-constexpr std::size_t kIdentifierBytes = 2;
 /// Ends the name within a key.
 constexpr char kNameEnd = '\0';
+/// Follows it in the key of a query without EDNS.
+constexpr char kPlainLetter = 'N';
 constexpr std::size_t kTimeBytes = 8;
 /// Clients ask again after about five seconds; a server that is silent for so long is not waited for any more.
 constexpr std::int32_t kPatienceMilliseconds = 2000;
-
-std::string_view Identifier(std::string_view message) { return message.substr(0, kIdentifierBytes); }
 
 bool HoldsPoint(std::string_view label) { return label.find('.') != std::string_view::npos; }
 
@@ -57,14 +59,13 @@ bool Holds(std::uint16_t rows, std::size_t row) { return (rows >> row & 1) != 0;
 
 bool CanAnswer(std::size_t row) { return ServerEnabled[row] != kFalse && !ServerAddress[row].empty(); }
 
-bool Asks(const PendingRequest& request, const std::string& key, std::string_view answer) {
-  return request.Identifier == Identifier(answer) && EqualWithoutCase(request.Name, key);
-}
+// A message whose question cannot be read goes by a key that ends with its name.
+bool AsksQuestion(const std::string& key) { return !key.ends_with(kNameEnd); }
 
 // Server failure, refusal and the like are a server's own trouble (RFC 1035, section 4.1.1); another one may know.
 bool IsFailure(const std::string& key, std::string_view answer) {
   constexpr int kFormatError = 1, kServerFailure = 2, kNotImplemented = 4, kRefused = 5;
-  if (key.ends_with(kNameEnd)) return false;
+  if (!AsksQuestion(key)) return false;
   const int code = ResponseCode(answer);
   return code == kFormatError || code == kServerFailure || code == kNotImplemented || code == kRefused;
 }
@@ -94,13 +95,41 @@ bool HasQuestion(std::string_view answer, std::string_view question) {
          bytes.substr(nameSize) == question.substr(nameSize);
 }
 
+// What tells apart clients with the same question: none of them can do with an answer to one of the others.
+std::string AbilityLetters(const AskerAbility& ability, bool checkingDisabled) {
+  std::string letters(1, ability.wantsSignatures ? 'D' : ability.speaksEdns ? 'E' : kPlainLetter);
+  if (checkingDisabled) letters += 'C';
+  return letters;
+}
+
+// The answer to a client without EDNS that no client without EDNS can do with.
+bool SuitsNobody(const std::string& key, std::string_view answer) {
+  const bool plain = key[key.rfind(kNameEnd) + 1] == kPlainLetter;
+  return plain && (answer.size() > kPlainAnswerBytes || HasOpt(answer));
+}
+
+bool Fits(const PendingRequest& request, std::string_view answer) {
+  return answer.size() <= request.AnswerBytes && (request.SpeaksEdns || !HasOpt(answer));
+}
+
+PendingRequest& Request(int index) { return PendingTable[static_cast<std::size_t>(index)]; }
+
 }  // namespace
 
-std::string MatchQuestionRules::KeyOf(std::string_view message) {
-  std::string key = ParseQueryName(message) + kNameEnd;
-  if (const std::optional<Question> question = ReadQuestion(message))
-    key += std::to_string(question->type) + ' ' + std::to_string(question->klass) + LabelLengths(message, *question);
-  return key;
+std::string MatchQuestionRules::KeyOf(std::string_view query) {
+  std::string key = ParseQueryName(query) + kNameEnd;
+  const std::optional<Question> question = ReadQuestion(query);
+  // What already is an answer asks nothing: two caches could throw it at each other for ever.
+  if (!question || IsResponse(query)) return key;
+  const std::optional<AskerAbility> ability = ReadAbility(query);
+  if (!ability) return key;
+  return key + AbilityLetters(*ability, IsCheckingDisabled(query)) + std::to_string(question->type) + ' ' +
+         std::to_string(question->klass) + LabelLengths(query, *question);
+}
+
+std::string MatchQuestionRules::KeyOfAnswer(std::string_view answer) {
+  const int index = FindAsked(answer, ArrivalPort());
+  return index == -1 ? std::string(1, kNameEnd) : Request(index).Name;
 }
 
 std::string MatchQuestionRules::ShownName(const std::string& key) {
@@ -108,53 +137,65 @@ std::string MatchQuestionRules::ShownName(const std::string& key) {
 }
 
 void MatchQuestionRules::Describe(PendingRequest& request, std::string_view query) {
-  request.Identifier = Identifier(query);
-  // What already is an answer gets none from the cache: two caches could throw it at each other for ever.
-  const std::optional<Question> question = ReadQuestion(query);
-  if (question && !IsResponse(query)) request.Question = query.substr(kHeaderBytes, question->end - kHeaderBytes);
-  request.Cookie = ClientCookie(query);
+  request.Identifier = query.substr(0, kIdentifierBytes);
   request.OpenRows = RowsWhere(CanAnswer);
+  if (!AsksQuestion(request.Name)) return;
+  const AskerAbility ability = *ReadAbility(query);
+  request.Question = query.substr(kHeaderBytes, ReadQuestion(query)->end - kHeaderBytes);
+  request.Cookie = ability.clientCookie;
+  request.SpeaksEdns = ability.speaksEdns;
+  request.AnswerBytes = ability.answerBytes;
 }
+
+void MatchQuestionRules::Enter(PendingRequest& request) { EnterRequest(request); }
+
+std::string_view MatchQuestionRules::Outgoing(const PendingRequest& request, std::string_view query,
+                                              std::string& copy) {
+  if (query.size() < kIdentifierBytes) return query;
+  copy = query;
+  SetIdentifier(copy, request.OwnIdentifier);
+  return copy;
+}
+
+void MatchQuestionRules::SendToServer(std::size_t row, std::string_view outgoing) { AskServer(row, outgoing); }
 
 std::string MatchQuestionRules::StoredAnswer(const PendingRequest& request) {
   if (request.Question.empty()) return {};
   std::string answer = CacheLookup(request.Name);
   if (answer.size() < kTimeBytes) return {};
   const std::size_t size = answer.size() - kTimeBytes;
-  // An entry of the future has an age beyond every lifetime.
+  // An entry of the future has an age beyond every time-to-live.
   const std::uint64_t age =
       static_cast<std::uint64_t>(platform.clock->UnixSecond()) - ReadTime(std::string_view(answer).substr(size));
   answer.resize(size);
-  if (age >= Lifetime(answer) || !HasQuestion(answer, request.Question)) return {};
+  if (age >= Lifetime(answer) || !HasQuestion(answer, request.Question) || !Fits(request, answer)) return {};
   ReduceLifetimes(answer, static_cast<std::uint32_t>(age));
   return answer.replace(0, kIdentifierBytes, request.Identifier);
 }
 
 Verdict MatchQuestionRules::Judge(const std::string& key, std::string_view answer, const std::string& serverAddress,
                                   std::int32_t serverPort) {
-  const std::uint16_t rows =
-      RowsWhere([&](std::size_t row) { return CanAnswer(row) && IsSameAddress(ServerAddress[row], serverAddress); });
-  if (rows == 0 || serverPort != kDnsPort || answer.size() < kHeaderBytes || !IsResponse(answer))
-    return Verdict::Ignore;
-  CloseRows(rows, key, answer);
-  const bool failure = IsFailure(key, answer);
-  Verdict verdict = Verdict::Note;
-  for (std::size_t index = 0; index < static_cast<std::size_t>(PendingCount); ++index) {
-    const PendingRequest& request = PendingTable[index];
-    if (!Asks(request, key, answer)) continue;
-    if (failure && request.Waits()) NoteSilence(request);
-    if (!failure || !request.Waits() || !IsHeldBack(request)) verdict = Verdict::Deliver;
-  }
-  return verdict;
+  const AskedPort port = TakeArrivalPort();
+  if (serverPort != kDnsPort || answer.size() < kHeaderBytes || !IsResponse(answer)) return Verdict::Ignore;
+  const std::uint16_t asked = RowsAsked(answer, port);
+  const std::uint16_t rows = RowsWhere([&](std::size_t row) {
+    return Holds(asked, row) && CanAnswer(row) && IsSameAddress(ServerAddress[row], serverAddress);
+  });
+  if (rows == 0) return Verdict::Ignore;
+  const int index = FindAsked(answer, port);
+  if (index != -1 && AsksQuestion(key) && !HasQuestion(answer, Request(index).Question)) return Verdict::Ignore;
+  EndSilence(rows);
+  if (index == -1) return Verdict::Note;
+  PendingRequest& request = Request(index);
+  request.OpenRows = static_cast<std::uint16_t>(request.OpenRows & ~rows);
+  if (!IsFailure(key, answer) || !request.Waits()) return Verdict::Deliver;
+  NoteSilence(request);
+  return IsHeldBack(request) ? Verdict::Note : Verdict::Deliver;
 }
 
-void MatchQuestionRules::CloseRows(std::uint16_t rows, const std::string& key, std::string_view answer) {
+void MatchQuestionRules::EndSilence(std::uint16_t rows) {
   for (std::size_t row = 0; row < kServerRows; ++row)
     if (Holds(rows, row)) silentSince_[row].reset();
-  for (std::size_t index = 0; index < static_cast<std::size_t>(PendingCount); ++index) {
-    PendingRequest& request = PendingTable[index];
-    if (Asks(request, key, answer)) request.OpenRows = static_cast<std::uint16_t>(request.OpenRows & ~rows);
-  }
 }
 
 void MatchQuestionRules::NoteSilence(const PendingRequest& request) {
@@ -173,7 +214,7 @@ bool MatchQuestionRules::IsHeldBack(const PendingRequest& request) const {
 }
 
 void MatchQuestionRules::Store(const std::string& key, std::string_view answer) {
-  if (IsTruncated(answer) || IsUnchecked(answer) || Lifetime(answer) == 0) return;
+  if (!AsksQuestion(key) || IsTruncated(answer) || Lifetime(answer) == 0 || SuitsNobody(key, answer)) return;
   std::string entry;
   entry.reserve(answer.size() + kTimeBytes);
   entry = answer;
@@ -181,26 +222,33 @@ void MatchQuestionRules::Store(const std::string& key, std::string_view answer) 
   CacheStore(key, entry += TimeBytes(platform.clock->UnixSecond()));
 }
 
-int MatchQuestionRules::FindReceiver(const std::string& key, std::string_view answer) {
-  if (!IsFailure(key, answer)) return FindWaiting(key);
+int MatchQuestionRules::FindReceiver(const std::string& key, std::string_view answer, Origin origin) {
+  const bool fromServer = origin == Origin::Server;
+  // The answer to a query goes to whoever has sent it; to others only when it tells them as much.
+  const bool forAll = AsksQuestion(key) && !IsTruncated(answer) && !IsFailure(key, answer);
   return FindOldest([&](const PendingRequest& request) {
-    return request.Waits() && Asks(request, key, answer) && !IsHeldBack(request);
+    if (!request.Waits()) return false;
+    if (fromServer && request.OwnIdentifier == Identifier(answer))
+      return !IsFailure(key, answer) || !IsHeldBack(request);
+    return forAll && EqualWithoutCase(request.Name, key) && Fits(request, answer);
   });
 }
 
 std::string_view MatchQuestionRules::AnswerFor(const PendingRequest& request, std::string_view answer,
                                                std::string& copy) {
-  const std::string& question = request.Question;
-  if (question.empty()) return answer;
   copy = answer;
-  BlankCookies(copy, request.Cookie);
   copy.replace(0, kIdentifierBytes, request.Identifier);
+  const std::string& question = request.Question;
+  if (question.empty()) return copy;
+  BlankCookies(copy, request.Cookie);
   copy.replace(kHeaderBytes, question.size(), question);
+  if (!Fits(request, copy)) CutToQuestion(copy, *ReadQuestion(copy));
   return copy;
 }
 
-int MatchQuestionRules::FindSettled(const std::string& key, std::string_view answer) {
-  return FindOldest([&](const PendingRequest& request) { return !request.Waits() && Asks(request, key, answer); });
+int MatchQuestionRules::FindSettled(const std::string& /*key*/, std::string_view answer) {
+  return FindOldest(
+      [&](const PendingRequest& request) { return !request.Waits() && request.OwnIdentifier == Identifier(answer); });
 }
 
 }  // namespace quenvar

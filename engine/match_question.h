@@ -10,37 +10,48 @@
 
 namespace quenvar {
 
-/// A key is the joined name, a byte 0, type and class in decimal digits, and, where the joined name does not show where
-/// its labels end, their lengths. A message whose question cannot be read (engine/message_reader.h) goes by the joined
-/// name and the byte 0, which no other key ends with; it is relayed unchanged and never stored.
+/// A key is the joined name, a byte 0, one or two letters for what the asker speaks (N nothing, E EDNS, D EDNS with
+/// signatures; C no checking by the server), type and class in decimal digits, and, where the joined name does not show
+/// where its labels end, their lengths. A query whose question or EDNS record cannot be read (engine/message_reader.h)
+/// goes by the joined name and the byte 0, which no other key ends with; it is relayed, and the answer to it goes to
+/// its own client only and is never stored.
 ///
 /// An entry of the cache is the answer, then the second at which it was stored, eight bytes, high byte first.
 class MatchQuestionRules final : public AnswerRules {
  public:
-  std::string KeyOf(std::string_view message) override;
+  std::string KeyOf(std::string_view query) override;
+  /// That of the request which the answer belongs to by its identifier and the port that it has come to.
+  std::string KeyOfAnswer(std::string_view answer) override;
   std::string ShownName(const std::string& key) override;
   void Describe(PendingRequest& request, std::string_view query) override;
-  /// Only while the answer is younger than its Lifetime, which its times-to-live then are reduced by.
+  void Enter(PendingRequest& request) override;
+  /// With an identifier of our own in place of the client's.
+  std::string_view Outgoing(const PendingRequest& request, std::string_view query, std::string& copy) override;
+  /// From a port that is changed every second (engine/asked_ports.h).
+  void SendToServer(std::size_t row, std::string_view outgoing) override;
+  /// Only while the answer is younger than its time-to-live, which its records are reduced by, and where it fits.
   std::string StoredAnswer(const PendingRequest& request) override;
-  /// An answer counts when it comes from port 53 of an enabled server, to a request with its question and identifier.
-  /// One that only says that the server failed is held back while another server that was asked may still do better.
+  /// An answer counts when it comes from port 53 of an enabled server that was asked, to the port and with the
+  /// identifier that the request was forwarded with, and with its question. One that only says that the server failed
+  /// is held back while another server that was asked may still do better.
   Verdict Judge(const std::string& key, std::string_view answer, const std::string& serverAddress,
                 std::int32_t serverPort) override;
-  /// Only what has a Lifetime and suits every client.
+  /// Only what has a time-to-live, is whole, and suits another client too.
   void Store(const std::string& key, std::string_view answer) override;
-  /// All who wait for the question; of a failure, only the query that it is the answer to.
-  int FindReceiver(const std::string& key, std::string_view answer) override;
-  /// With the query's own identifier, and the name of the question in its own spelling.
+  /// The client whose own query was answered, and all who wait for the same and can take it; a failure, or an answer
+  /// that was cut, is for the first of them only.
+  int FindReceiver(const std::string& key, std::string_view answer, Origin origin) override;
+  /// With the query's own identifier, and the name of the question in its own spelling. What is too long for the
+  /// client, or has an EDNS record that it does not know, is cut.
   std::string_view AnswerFor(const PendingRequest& request, std::string_view answer, std::string& copy) override;
   int FindSettled(const std::string& key, std::string_view answer) override;
 
  private:
-  /// The servers of these rows have spoken: they are silent no more, and those who asked what `answer` answers wait for
-  /// them no more.
-  void CloseRows(std::uint16_t rows, const std::string& key, std::string_view answer);
+  /// The servers of these rows have spoken.
+  void EndSilence(std::uint16_t rows);
   /// A failure has come for a request that waits for other servers too: from now on their silence counts.
   void NoteSilence(const PendingRequest& request);
-  /// True while a server that was asked, and whose silence is noted, may still answer the request.
+  /// True while a server that was asked, and has not been silent for long, may still answer the request.
   bool IsHeldBack(const PendingRequest& request) const;
 
   /// For each row, the tick since which a failure has been held back for its sake without a word from it.

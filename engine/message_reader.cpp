@@ -23,6 +23,14 @@ constexpr int kNameError = 3;
 /// Two names and five numbers, of which the last one is the lifetime of negative answers.
 constexpr std::size_t kShortestSoa = 22;
 
+/// Offsets of the counts of records behind the question.
+constexpr std::size_t kAnswerCount = 6;
+constexpr std::size_t kAdditionalCount = 10;
+constexpr char kTruncated = 0x02;
+
+/// In what stands in the place of an OPT record's time-to-live.
+constexpr std::uint32_t kEdnsVersion = 0x00FF0000;
+constexpr std::uint32_t kDnssecOk = 0x8000;
 constexpr std::uint16_t kCookie = 10;
 constexpr std::uint16_t kPadding = 12;
 constexpr std::size_t kClientCookieBytes = 8;
@@ -88,24 +96,35 @@ std::optional<std::uint32_t> NegativeLifetime(std::string_view answer, const Res
   return ReadLifetime(answer, record.dataAt + record.dataSize - 4);
 }
 
-// Calls `use` with the offset of each option's data and its size, for the cookies among the options of a message. The
-// records are those behind a question.
+// Calls `use` with the offset of the data of each cookie in an OPT record, and its size.
 template <typename Use>
-void ForEachCookie(std::string_view message, Use use) {
-  constexpr std::size_t kAdditionalCount = 10;
-  if (message.size() < kHeaderBytes || Read16(message, kAdditionalCount) == 0) return;
-  RecordReader records(message);
-  while (const auto record = records.Next()) {
-    if (record->type != kTypeOpt) continue;
-    const std::size_t end = record->dataAt + record->dataSize;
-    for (std::size_t at = record->dataAt; at + kOptionHeadBytes <= end;) {
-      const std::size_t size = Read16(message, at + 2);
-      const std::size_t dataAt = at + kOptionHeadBytes;
-      if (size > end - dataAt) break;
-      if (Read16(message, at) == kCookie) use(dataAt, size);
-      at = dataAt + size;
-    }
+void ForEachCookie(std::string_view message, const ResourceRecord& opt, Use use) {
+  const std::size_t end = opt.dataAt + opt.dataSize;
+  for (std::size_t at = opt.dataAt; at + kOptionHeadBytes <= end;) {
+    const std::size_t size = Read16(message, at + 2);
+    const std::size_t dataAt = at + kOptionHeadBytes;
+    if (size > end - dataAt) return;
+    if (Read16(message, at) == kCookie) use(dataAt, size);
+    at = dataAt + size;
   }
+}
+
+bool MayHaveOpt(std::string_view message) {
+  return message.size() >= kHeaderBytes && Read16(message, kAdditionalCount) != 0;
+}
+
+// An OPT record has the root's name; its class and time-to-live have meanings of their own (RFC 6891, section 6.1.2).
+std::optional<AskerAbility> AbilityIn(std::string_view query, const ResourceRecord& opt) {
+  const std::uint32_t flags = Read32(query, opt.lifetimeAt);
+  const bool rootName = opt.dataAt - kRecordHeadBytes == opt.nameAt + 1;
+  if (opt.type != kTypeOpt || opt.section != Section::Additional || !rootName || (flags & kEdnsVersion) != 0)
+    return std::nullopt;
+  AskerAbility ability{.speaksEdns = true, .wantsSignatures = (flags & kDnssecOk) != 0};
+  ability.answerBytes = std::max(Read16(query, opt.lifetimeAt - 2), kPlainAnswerBytes);
+  ForEachCookie(query, opt, [&](std::size_t dataAt, std::size_t size) {
+    if (size >= kClientCookieBytes) ability.clientCookie = query.substr(dataAt, kClientCookieBytes);
+  });
+  return ability;
 }
 
 }  // namespace
@@ -124,11 +143,17 @@ std::optional<Question> ReadQuestion(std::string_view message) {
   return Question{nameEnd, Read16(message, nameEnd), Read16(message, nameEnd + 2), nameEnd + 4};
 }
 
+std::uint16_t Identifier(std::string_view message) {
+  return message.size() < kIdentifierBytes ? std::uint16_t{0} : Read16(message, 0);
+}
+
+void SetIdentifier(std::string& message, std::uint16_t identifier) { Write16(message, 0, identifier); }
+
 bool IsResponse(std::string_view message) { return (Byte(message, 2) & 0x80) != 0; }
 
-bool IsTruncated(std::string_view message) { return (Byte(message, 2) & 0x02) != 0; }
+bool IsTruncated(std::string_view message) { return (message[2] & kTruncated) != 0; }
 
-bool IsUnchecked(std::string_view message) { return (Byte(message, 3) & 0x10) != 0; }
+bool IsCheckingDisabled(std::string_view message) { return (Byte(message, 3) & 0x10) != 0; }
 
 int ResponseCode(std::string_view message) { return static_cast<int>(Byte(message, 3) & 0x0F); }
 
@@ -136,11 +161,12 @@ RecordReader::RecordReader(std::string_view message) : message_(message), at_(0)
   const std::optional<Question> question = ReadQuestion(message);
   if (!question) return;
   at_ = question->end;
-  for (std::size_t section = 0; section < 3; ++section) left_[section] = Read16(message, 6 + 2 * section);
+  for (std::size_t section = 0; section < 3; ++section) left_[section] = Read16(message, kAnswerCount + 2 * section);
 }
 
 std::optional<ResourceRecord> RecordReader::Next() {
   const std::size_t section = left_[0] > 0 ? 0 : left_[1] > 0 ? 1 : 2;
+  const std::size_t nameAt = at_;
   if (at_ == 0 || left_[section] == 0) return std::nullopt;
   const std::optional<std::size_t> head = SkipName(message_, at_);
   if (!head || !Fits(message_, *head, kRecordHeadBytes)) return std::nullopt;
@@ -149,7 +175,7 @@ std::optional<ResourceRecord> RecordReader::Next() {
   if (!Fits(message_, dataAt, dataSize)) return std::nullopt;
   at_ = dataAt + dataSize;
   --left_[section];
-  return ResourceRecord{static_cast<Section>(section), Read16(message_, *head), *head + 4, dataAt, dataSize};
+  return ResourceRecord{static_cast<Section>(section), nameAt, Read16(message_, *head), *head + 4, dataAt, dataSize};
 }
 
 std::uint32_t Lifetime(std::string_view answer) {
@@ -183,21 +209,43 @@ void ReduceLifetimes(std::string& answer, std::uint32_t seconds) {
   }
 }
 
-std::string_view ClientCookie(std::string_view query) {
-  std::string_view cookie;
-  ForEachCookie(query, [&](std::size_t dataAt, std::size_t size) {
-    if (size >= kClientCookieBytes) cookie = query.substr(dataAt, kClientCookieBytes);
-  });
-  return cookie;
+std::optional<AskerAbility> ReadAbility(std::string_view query) {
+  std::optional<AskerAbility> ability = AskerAbility();
+  RecordReader records(query);
+  while (const auto record = records.Next()) {
+    if (ability->speaksEdns) return std::nullopt;
+    ability = AbilityIn(query, *record);
+    if (!ability) return std::nullopt;
+  }
+  return records.Complete() ? ability : std::nullopt;
+}
+
+bool HasOpt(std::string_view answer) {
+  if (!MayHaveOpt(answer)) return false;
+  RecordReader records(answer);
+  while (const auto record = records.Next())
+    if (record->type == kTypeOpt) return true;
+  return false;
+}
+
+void CutToQuestion(std::string& answer, const Question& question) {
+  answer.resize(question.end);
+  answer[2] = static_cast<char>(answer[2] | kTruncated);
+  std::fill_n(answer.begin() + kAnswerCount, kHeaderBytes - kAnswerCount, '\0');
 }
 
 void BlankCookies(std::string& answer, std::string_view clientCookie) {
-  ForEachCookie(answer, [&](std::size_t dataAt, std::size_t size) {
-    const std::string_view data = std::string_view(answer).substr(dataAt, size);
-    if (!clientCookie.empty() && data.starts_with(clientCookie)) return;
-    Write16(answer, dataAt - kOptionHeadBytes, kPadding);
-    std::fill_n(answer.begin() + static_cast<std::ptrdiff_t>(dataAt), size, '\0');
-  });
+  if (!MayHaveOpt(answer)) return;
+  RecordReader records(answer);
+  while (const auto record = records.Next()) {
+    if (record->type != kTypeOpt) continue;
+    ForEachCookie(answer, *record, [&](std::size_t dataAt, std::size_t size) {
+      const std::string_view data = std::string_view(answer).substr(dataAt, size);
+      if (!clientCookie.empty() && data.starts_with(clientCookie)) return;
+      Write16(answer, dataAt - kOptionHeadBytes, kPadding);
+      std::fill_n(answer.begin() + static_cast<std::ptrdiff_t>(dataAt), size, '\0');
+    });
+  }
 }
 
 }  // namespace quenvar

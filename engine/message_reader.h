@@ -22,11 +22,18 @@ struct Question {
 /// a compressed name.
 std::optional<Question> ReadQuestion(std::string_view message);
 
+/// The identifier is the first thing in a message.
+inline constexpr std::size_t kIdentifierBytes = 2;
+/// 0 for a message that is too short to have one.
+std::uint16_t Identifier(std::string_view message);
+/// Of a message that has one.
+void SetIdentifier(std::string& message, std::uint16_t identifier);
+
 /// RFC 1035, section 4.1.1; `message` holds a whole header.
 bool IsResponse(std::string_view message);
 bool IsTruncated(std::string_view message);
-/// The client wanted no validation by its server (RFC 4035, section 3.2.2).
-bool IsUnchecked(std::string_view message);
+/// The client wants no validation by its server (RFC 4035, section 3.2.2).
+bool IsCheckingDisabled(std::string_view message);
 int ResponseCode(std::string_view message);
 
 enum class Section { Answer, Authority, Additional };
@@ -34,6 +41,7 @@ enum class Section { Answer, Authority, Additional };
 /// Offsets into its message, all within it.
 struct ResourceRecord {
   Section section;
+  std::size_t nameAt;
   std::uint16_t type;
   std::size_t lifetimeAt;  ///< of the time-to-live, four bytes
   std::size_t dataAt;
@@ -63,9 +71,27 @@ std::uint32_t Lifetime(std::string_view answer);
 /// Reduces every time-to-live of an answer by `seconds`, at most to 0.
 void ReduceLifetimes(std::string& answer, std::uint32_t seconds);
 
-/// The client's part of the cookie that a query carries (RFC 7873, section 4): eight bytes, or empty where there is
-/// none.
-std::string_view ClientCookie(std::string_view query);
+/// The bytes that every client takes in an answer over UDP (RFC 1035, section 4.2.1).
+inline constexpr std::uint16_t kPlainAnswerBytes = 512;
+
+/// What a query says of its sender beside its question.
+struct AskerAbility {
+  bool speaksEdns = false;                        ///< it carries an OPT record (RFC 6891)
+  bool wantsSignatures = false;                   ///< the bit DO (RFC 3225)
+  std::uint16_t answerBytes = kPlainAnswerBytes;  ///< the longest answer that it takes
+  std::string_view clientCookie = {};             ///< eight bytes of the query (RFC 7873, section 4), or nothing
+};
+
+/// Empty when the records behind the question cannot be read, or are others than one OPT record of version 0: the
+/// answer to such a query suits nobody else.
+std::optional<AskerAbility> ReadAbility(std::string_view query);
+
+/// Whether an answer carries an OPT record.
+bool HasOpt(std::string_view answer);
+
+/// Leaves of an answer its header and its question, and says that it was cut: the client then asks over TCP (RFC 2181,
+/// section 9).
+void CutToQuestion(std::string& answer, const Question& question);
 
 /// Makes an answer fit for the client with this cookie, which may be empty: the cookie of any other client becomes
 /// padding (RFC 7830) of the same length.

@@ -21,10 +21,14 @@ struct PendingRequest {
   std::uint32_t AskedAddress;  ///< of this host, as UdpPort::ArrivedAt gives it: the answer leaves from there
 
   // Noted by rules that look at more than the name (engine/match_question.h).
-  std::string Identifier;      ///< the first two bytes of the query
-  std::string Question;        ///< name, type and class as the query has them; empty where they cannot be read
-  std::string Cookie;          ///< the client's part of the cookie in the query; empty without one
-  std::uint16_t OpenRows = 0;  ///< rows, as bits, of the servers that were asked and have not answered
+  std::string Identifier;  ///< the first two bytes of the query
+  std::string Question;    ///< name, type and class as the query has them; empty where the answer suits nobody else
+  std::string Cookie;      ///< the client's part of the cookie in the query; empty without one
+  bool SpeaksEdns = false;
+  std::uint16_t AnswerBytes = 0;    ///< the longest answer that the client takes
+  std::uint16_t OwnIdentifier = 0;  ///< that the query is forwarded with
+  std::uint32_t AskedFrom = 0;      ///< the port that it leaves from (engine/asked_ports.h)
+  std::uint16_t OpenRows = 0;       ///< rows, as bits, of the servers that were asked and have not answered
 
   bool Waits() const { return AnsweredAt == kStillWaiting; }
   /// The client's address without the padding.

@@ -24,12 +24,6 @@ PendingRequest& Request(int index) { return PendingTable[static_cast<std::size_t
 
 bool CanAsk(std::size_t slot) { return platform.UDPPort1->Active() && ServerEnabled[slot] != kFalse; }
 
-void SendToServer(std::size_t slot, std::string_view message) {
-  platform.UDPPort1->SetRemoteHost(ServerAddress[slot]);
-  platform.UDPPort1->SetRemotePort(kDnsPort);
-  platform.UDPPort1->Send(message);
-}
-
 void AnswerClient(const PendingRequest& request, std::string_view answer) {
   std::string copy;
   platform.UDPPort2->SetSource(request.AskedAddress);
@@ -83,18 +77,20 @@ void OnClientDatagram(std::string_view message, const std::string& clientAddress
   request.AskedAddress = platform.UDPPort2->ArrivedAt();
   answerRules->Describe(request, message);
   const std::string answer = NoCache == kFalse ? answerRules->StoredAnswer(request) : std::string();
-  AddPending(request);
-  if (answer.empty()) return ForwardToAll(message);
+  answerRules->Enter(request);
+  std::string copy;
+  const std::string_view outgoing = answerRules->Outgoing(request, message, copy);
+  if (answer.empty()) return ForwardToAll(outgoing);
   DeliverAnswer(key, answer, kFromCache);
   // The cache is refreshed and its gain measured by every query; before any server was heard, by all of them.
   if (UpstreamAnswered)
-    ForwardToBest(message);
+    ForwardToBest(outgoing);
   else
-    ForwardToAll(message);
+    ForwardToAll(outgoing);
 }
 
 void OnServerDatagram(std::string_view message, const std::string& serverAddress, std::int32_t serverPort) {
-  const std::string key = answerRules->KeyOf(message);
+  const std::string key = answerRules->KeyOfAnswer(message);
   const Verdict verdict = answerRules->Judge(key, message, serverAddress, serverPort);
   if (verdict == Verdict::Ignore) return;
   UpstreamAnswered = true;
@@ -107,26 +103,26 @@ void OnServerDatagram(std::string_view message, const std::string& serverAddress
 
 void DeliverAnswer(const std::string& key, std::string_view answer, const std::string& source) {
   const std::string shownName = answerRules->ShownName(key);
-  const bool fromCache = source == kFromCache;
-  for (int index; (index = answerRules->FindReceiver(key, answer)) != -1;) {
-    if (fromCache)
+  const Origin origin = source == kFromCache ? Origin::Cache : Origin::Server;
+  for (int index; (index = answerRules->FindReceiver(key, answer, origin)) != -1;) {
+    if (origin == Origin::Cache)
       DeliverFromCache(index, shownName, answer);
     else
       DeliverFromServer(index, shownName, answer, source);
   }
-  if (!fromCache) SettleCacheAnswered(key, answer);
+  if (origin == Origin::Server) SettleCacheAnswered(key, answer);
 }
 
 void ForwardToAll(std::string_view message) {
   for (std::size_t slot = 0; slot < kServerRows; ++slot) {
-    if (CanAsk(slot)) SendToServer(slot, message);
+    if (CanAsk(slot)) answerRules->SendToServer(slot, message);
     platform.events->Yield();
   }
   platform.events->Yield();
 }
 
 void ForwardToBest(std::string_view message) {
-  if (const int best = BestServer(); best != -1) SendToServer(static_cast<std::size_t>(best), message);
+  if (const int best = BestServer(); best != -1) answerRules->SendToServer(static_cast<std::size_t>(best), message);
 }
 
 int BestServer() {

@@ -20,11 +20,11 @@ inline constexpr const char* kFromCache = "*";
 // plain rules every datagram is an answer to all who wait for its name, unchanged.
 
 /// A query has arrived at UDPPort2. It is counted, logged, entered as pending, answered from the cache where an answer
-/// is stored, and in every case forwarded, byte for byte.
+/// is stored, and in every case forwarded; by the plain rules byte for byte.
 void OnClientDatagram(std::string_view message, const std::string& clientAddress, std::int32_t clientPort);
 
-/// An answer has arrived at UDPPort1. It is stored, by the plain rules whether or not a client waits for it, and
-/// delivered.
+/// An answer has arrived at UDPPort1, or at a port of the rules. It is stored, by the plain rules whether or not a
+/// client waits for it, and delivered.
 void OnServerDatagram(std::string_view message, const std::string& serverAddress, std::int32_t serverPort);
 
 /// Sends `answer` to every client that waits for `key`, oldest first. `source` is a server address or kFromCache; from

@@ -65,7 +65,7 @@ std::string VersionText() {
 int OpenUdpPort(UdpPort& port, std::uint16_t localPort, UdpPort::DataArrived handler) {
   port.Deactivate();
   port.SetLocalPort(localPort);
-  port.SetDataArrived(handler);
+  port.SetDataArrived(std::move(handler));
   port.SetAcceptData(true);
   return port.Activate();
 }

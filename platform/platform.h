@@ -17,6 +17,7 @@ class TcpClients;
 class TcpListener;
 class Timer;
 class UdpPort;
+class UdpPorts;
 
 struct Platform {
   Clock* clock = nullptr;
@@ -34,6 +35,8 @@ struct Platform {
   Timer* Timer1 = nullptr;          ///< the housekeeping tick
   UdpPort* UDPPort1 = nullptr;      ///< towards the name servers
   UdpPort* UDPPort2 = nullptr;      ///< towards the clients
+  UdpPorts* ports = nullptr;        ///< further ones towards the name servers
+  Timer* portTimer = nullptr;       ///< ends their time, while there are any
 };
 
 inline Platform platform;

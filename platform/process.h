@@ -1,6 +1,7 @@
 // The running process: its version, whether it is the only one, and standard error.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace quenvar {
@@ -28,6 +29,8 @@ class Process {
   virtual void Randomize() = 0;
   /// A number at least 0 and below 1.
   virtual double Random() = 0;
+  /// Sixteen bits that nobody can foresee, from the system's own random source.
+  virtual std::uint16_t SecretNumber() = 0;
 };
 
 }  // namespace quenvar

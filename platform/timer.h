@@ -11,6 +11,7 @@ class Timer {
 
   /// Starts a whole interval from now on, also when the timer runs already.
   virtual void Restart() = 0;
+  virtual void Stop() = 0;
 };
 
 }  // namespace quenvar

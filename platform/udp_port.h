@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -16,11 +17,12 @@ class UdpPort {
  public:
   /// `address` is dotted decimal IPv4 text. `message` stays as it is until the handler returns, also when the handler
   /// lets events run.
-  using DataArrived = void (*)(std::string_view message, const std::string& address, std::int32_t port);
+  using DataArrived = std::function<void(std::string_view message, const std::string& address, std::int32_t port)>;
 
   virtual ~UdpPort() = default;
 
   virtual void SetDataArrived(DataArrived handler) = 0;
+  /// Closes the port. A handler may do so; the datagrams that it has not seen yet are dropped.
   virtual void Deactivate() = 0;
   /// 0 means any free port.
   virtual void SetLocalPort(std::uint16_t port) = 0;
@@ -28,6 +30,8 @@ class UdpPort {
   /// Binds the local port on all interfaces. 0, or the error number: kErrorAddressInUse where the port is taken.
   virtual int Activate() = 0;
   virtual bool Active() const = 0;
+  /// The port that is bound, also where any free one was asked for; 0 while the port is not active.
+  virtual std::uint16_t BoundPort() const = 0;
   /// The address of this host that the datagram at hand was sent to, in host byte order; 0 where the system answers
   /// from the right one by itself. Holds until the handler lets events run.
   virtual std::uint32_t ArrivedAt() const = 0;
@@ -43,6 +47,13 @@ class UdpPort {
   /// Sends one datagram to the remote host and port. Within a handler it may leave a little later, with those after it,
   /// but in order. False when it is known that it could not be sent.
   virtual bool Send(std::string_view message) = 0;
+};
+
+/// Makes ports beside those that are there from the start. They live as long as this does, active or not.
+class UdpPorts {
+ public:
+  virtual ~UdpPorts() = default;
+  virtual UdpPort& Add() = 0;
 };
 
 }  // namespace quenvar

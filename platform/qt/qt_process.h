@@ -5,6 +5,7 @@
 #include <random>
 
 #include "platform/message_box.h"
+#include "platform/posix/secret_numbers.h"
 #include "platform/process.h"
 #include "platform/qt/show_requests.h"
 
@@ -23,6 +24,7 @@ class QtProcess final : public Process {
   [[noreturn]] void EndWithRunTimeError(int number, const std::string& description) override;
   void Report(const std::string& line) override;
   void Randomize() override { generator_.seed(std::random_device{}()); }
+  std::uint16_t SecretNumber() override { return secrets_.Next(); }
   double Random() override { return std::uniform_real_distribution<double>(0, 1)(generator_); }
 
  private:
@@ -32,6 +34,7 @@ class QtProcess final : public Process {
   MessageBoxes& boxes_;
   const std::function<void()> releaseAll_;
   std::mt19937_64 generator_;
+  SecretNumbers secrets_;
 };
 
 }  // namespace quenvar

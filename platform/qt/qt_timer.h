@@ -12,7 +12,7 @@ class QtTimer final : public Timer {
 
   void SetIntervalMilliseconds(int milliseconds) override { timer_.setInterval(milliseconds); }
   void Restart() override { timer_.start(); }
-  void Stop() { timer_.stop(); }
+  void Stop() override { timer_.stop(); }
 
  private:
   QTimer timer_;

@@ -28,6 +28,13 @@ void SetBuffer(int socket, int forcedOption, int option) {
     setsockopt(socket, SOL_SOCKET, option, &kBufferBytes, sizeof kBufferBytes);
 }
 
+std::uint16_t PortOf(int socket) {
+  sockaddr_in local{};
+  socklen_t size = sizeof local;
+  getsockname(socket, reinterpret_cast<sockaddr*>(&local), &size);
+  return ntohs(local.sin_port);
+}
+
 sockaddr_in SocketAddress(std::uint32_t address, std::uint16_t port) {
   sockaddr_in result{};
   result.sin_family = AF_INET;
@@ -56,12 +63,14 @@ void SocketUdpPort::Deactivate() {
   notifier_.reset();
   close(socket_);
   socket_ = -1;
+  boundPort_ = 0;
 }
 
 int SocketUdpPort::Activate() {
   Deactivate();
   socket_ = BoundSocket(SOCK_DGRAM, localPort_);
   if (socket_ < 0) return ErrorNumber(errno);
+  boundPort_ = PortOf(socket_);
   SetBuffer(socket_, SO_RCVBUFFORCE, SO_RCVBUF);
   SetBuffer(socket_, SO_SNDBUFFORCE, SO_SNDBUF);
   // Clients send to a fixed port only.

@@ -22,12 +22,13 @@ class SocketUdpPort final : public UdpPort {
   explicit SocketUdpPort(QtEventLoop& events);
   ~SocketUdpPort() override;
 
-  void SetDataArrived(DataArrived handler) override { handler_ = handler; }
+  void SetDataArrived(DataArrived handler) override { handler_ = std::move(handler); }
   void Deactivate() override;
   void SetLocalPort(std::uint16_t port) override { localPort_ = port; }
   void SetAcceptData(bool accept) override { acceptData_ = accept; }
   int Activate() override;
   bool Active() const override { return socket_ >= 0; }
+  std::uint16_t BoundPort() const override { return boundPort_; }
   std::uint32_t ArrivedAt() const override { return arrivedAt_; }
 
   const std::string& RemoteHost() const override { return remoteHost_; }
@@ -45,8 +46,9 @@ class SocketUdpPort final : public UdpPort {
   QtEventLoop& events_;
   int socket_ = -1;
   std::unique_ptr<QSocketNotifier> notifier_;
-  DataArrived handler_ = nullptr;
+  DataArrived handler_;
   std::uint16_t localPort_ = 0;
+  std::uint16_t boundPort_ = 0;
   bool acceptData_ = false;
 
   std::string remoteHost_;
@@ -60,6 +62,19 @@ class SocketUdpPort final : public UdpPort {
   std::vector<std::unique_ptr<UdpInbox>> inboxes_;
   std::size_t depth_ = 0;
   UdpOutbox outbox_;
+};
+
+class SocketUdpPorts final : public UdpPorts {
+ public:
+  explicit SocketUdpPorts(QtEventLoop& events) : events_(events) {}
+  UdpPort& Add() override { return *ports_.emplace_back(std::make_unique<SocketUdpPort>(events_)); }
+  void CloseAll() {
+    for (const auto& port : ports_) port->Deactivate();
+  }
+
+ private:
+  QtEventLoop& events_;
+  std::vector<std::unique_ptr<SocketUdpPort>> ports_;
 };
 
 }  // namespace quenvar

@@ -14,6 +14,7 @@
 namespace quenvar {
 
 struct SparingProcess : Process {
+  std::uint16_t SecretNumber() override { return 0; }
   Version ProgramVersion() override { return {}; }
   bool PreviousInstance() override { return false; }
   [[noreturn]] void EndWithRunTimeError(int, const std::string&) override { std::abort(); }

@@ -8,6 +8,7 @@
 
 #include "base/text.h"
 #include "cache/answer_cache.h"
+#include "engine/asked_ports.h"
 #include "engine/message_reader.h"
 #include "engine/query_name.h"
 #include "settings/address.h"
@@ -32,6 +33,10 @@ class EventPlayer : public FakeService, private StatisticsView {
     for (std::size_t row = 0; row < 3; ++row) SetServer(row, kServers[row]);
     boxes.whileOpen = correction.whileOpen = [this] { TakeStep(); };
     statisticsView = this;
+    process.onSecretNumber = [this](std::uint16_t number) {
+      if (FindOldest([&](const PendingRequest& request) { return request.OwnIdentifier == number; }) == -1)
+        ports.asked.erase(Bytes16(number));
+    };
   }
   ~EventPlayer() {
     static StatisticsView nobody;
@@ -103,66 +108,101 @@ class EventPlayer : public FakeService, private StatisticsView {
     const RecordType type = OneOf({kA, kA, kAaaa});
     std::string query = QueryFor(name, type, static_cast<std::uint16_t>(choices.Below(4)));
     const std::size_t strange = choices.Below(16);
+    if (choices.Below(2) == 0) query = WithOpt(query, OneOf({0u, 512u, 700u, 4096u}), OneOf({0u, 0x8000u}));
     if (strange == 1) query = Changed(query);
     if (strange == 2) query = choices.Text();
+    // A client that waits may ask again.
+    if (strange == 3 && MatchQuestion != kFalse && PendingCount > 0) {
+      const PendingRequest& request = PendingTable[choices.Below(static_cast<std::size_t>(PendingCount))];
+      if (request.Waits()) return AskFrom(request.ClientPort);
+    }
     queries.push_back(query);
+    forwardedAs.emplace_back();
     unanswered.insert(static_cast<std::int32_t>(queries.size()) - 1);
     mayForget = mayForget || PendingCount == kPendingSlots;
-    OnClientDatagram(Exact(query), "10.0.0.9", static_cast<std::int32_t>(queries.size()) - 1);
+    AskFrom(static_cast<std::int32_t>(queries.size()) - 1);
+  }
+  void AskFrom(std::int32_t port) { OnClientDatagram(Exact(QueryFrom(port)), "10.0.0.9", port); }
+  void NoteIdentifiers() {
+    for (std::size_t slot = 0; slot < static_cast<std::size_t>(PendingCount); ++slot)
+      forwardedAs[static_cast<std::size_t>(PendingTable[slot].ClientPort)] = Bytes16(PendingTable[slot].OwnIdentifier);
   }
 
-  // Whether the rules that match questions may take an answer from `address`.
-  static bool IsEnabledServer(const std::string& address) {
+  // Whether a row with this address is enabled, or disabled.
+  static bool HasServer(const std::string& address, bool enabled) {
     for (std::size_t row = 0; row < kServerRows; ++row)
-      if (ServerEnabled[row] != kFalse && IsSameAddress(ServerAddress[row], address)) return true;
+      if ((ServerEnabled[row] != kFalse) == enabled && IsSameAddress(ServerAddress[row], address)) return true;
     return false;
   }
 
   // The question that answers to `query` are fitted to; what already is an answer asks none.
   static std::optional<Question> QuestionToMatch(const std::string& query) {
     const auto question = ReadQuestion(query);
-    return MatchQuestion != kFalse && question && !IsResponse(query) ? question : std::nullopt;
+    const bool asks = MatchQuestion != kFalse && question && !IsResponse(query) && ReadAbility(query);
+    return asks ? question : std::nullopt;
   }
 
   // Whether a client that has asked `query` may be given `answer`.
   static bool MayAnswer(const std::string& answer, const std::string& query) {
     const auto question = QuestionToMatch(query);
-    if (!question) return EqualWithoutCase(ParseQueryName(answer), ParseQueryName(query));
+    if (MatchQuestion != kFalse && answer.substr(0, 2) != query.substr(0, 2)) return false;
+    if (!question)
+      return MatchQuestion != kFalse || EqualWithoutCase(ParseQueryName(answer), ParseQueryName(query)) ||
+             ParseQueryName(query) == kUnreadableName;
+    const AskerAbility ability = *ReadAbility(query);
+    if (answer.size() > ability.answerBytes || (HasOpt(answer) && !ability.speaksEdns)) return false;
+    if (answer.find(ability.wantsSignatures ? "ddd" : "sss") != std::string::npos) return false;
     const std::size_t end = question->nameEnd + 4;
-    return answer.size() >= end && answer.substr(0, 2) == query.substr(0, 2) &&
+    return answer.size() >= end &&
            answer.substr(kHeaderBytes, end - kHeaderBytes) == query.substr(kHeaderBytes, end - kHeaderBytes);
   }
 
   // Late and doubled ones, failures, damaged ones and a stranger's too.
   void Answer() {
     if (queries.empty()) return;
-    const std::string query = queries[queries.size() - 1 - choices.Below(std::min<std::size_t>(queries.size(), 200))];
+    NoteIdentifiers();
+    const std::size_t asker = queries.size() - 1 - choices.Below(std::min<std::size_t>(queries.size(), 200));
+    const bool matches = MatchQuestion != kFalse;
+    // As it is forwarded.
+    std::string query = queries[asker];
+    if (matches && forwardedAs[asker].empty()) return;
+    if (matches) query.replace(0, std::min<std::size_t>(query.size(), 2), forwardedAs[asker]);
     const int code = OneOf({0, 0, 0, 2});
-    const std::string data(OneOf({4u, 4u, 300u, 900u}), 'd');
-    std::string answer = query.size() < kHeaderBytes ? query : ReplyTo(query, "100", Record(kA, 30, data), code);
+    const auto ability = ReadAbility(query);
+    const bool edns = ability && ability->speaksEdns;
+    const std::string data(OneOf({4u, 4u, 300u, 900u}), ability && ability->wantsSignatures ? 's' : 'd');
+    const std::string opt = edns ? '\0' + Bytes16(kOpt) + Bytes16(1232) + Bytes32(0) + Bytes16(0) : std::string();
+    std::string answer = query.size() < kHeaderBytes ? query : Reply(query, Record(kA, 30, data) + opt, edns, code);
     const std::size_t strange = choices.Below(16);
     if (strange == 1) answer = Changed(answer);
     if (strange == 2) answer = choices.Text();
     if (strange == 3 && query.size() >= kHeaderBytes) answer = ReplyTo(query, "123", choices.Text(), code);
     const std::string& server = kServers[choices.Below(std::size(kServers))];
     const std::int32_t port = OneOf({53, 53, 53, 54});
-    const bool known = port == 53 && IsEnabledServer(server);
-    const bool matches = MatchQuestion != kFalse;
-    const bool settles = !matches || (known && code == 0 && strange == 0 && IsPending(query) && QuestionToMatch(query));
-    const std::string key = answerRules->KeyOf(matches ? query : answer);
+    const bool known =
+        port == 53 && HasServer(server, true) && (!matches || ports.WasAsked(forwardedAs[asker], server));
+    const auto waits = [&] {
+      const int index = FindOldest(
+          [&](const PendingRequest& request) { return request.ClientPort == static_cast<std::int32_t>(asker); });
+      return index != -1 && PendingTable[static_cast<std::size_t>(index)].Waits();
+    };
+    const bool settles = !matches || (known && code == 0 && strange == 0 && answer.size() > kHeaderBytes && waits() &&
+                                      asker >= queriesBeforeEdit && !HasServer(server, false));
+    const std::string key = answerRules->KeyOf(answer);
     const auto before = std::pair(downstream.sent.size(), records.records.size());
     records.writesLeft = OneOf({1000, 1000, 1000, static_cast<int>(choices.Below(4))});
-    OnServerDatagram(Exact(answer), server, port);
-    Require(!matches || known || std::pair(downstream.sent.size(), records.records.size()) == before,
+    ports.Arrive(Exact(answer), server, port, OnServerDatagram);
+    Require(!matches || known || strange == 1 || strange == 2 ||
+                std::pair(downstream.sent.size(), records.records.size()) == before,
             "a stranger is believed");
-    Require(!settles || FindWaiting(key) == -1, "a client waits on");
+    Require(!settles || (matches ? !waits() : FindWaiting(key) == -1), "a client waits on");
     const bool stores = !matches && NoCache == kFalse && key.size() <= 255;
     Require(!stores || (records.writesLeft < 0 ? records.records == records.before : CacheLookup(key) == answer),
             "stored in part or not");
   }
-  bool IsPending(const std::string& query) {
-    return std::any_of(PendingTable.begin(), PendingTable.begin() + PendingCount,
-                       [&](const PendingRequest& request) { return QueryFrom(request.ClientPort) == query; });
+  static std::string Reply(const std::string& query, const std::string& records, bool edns, int code) {
+    const std::size_t end = ReadQuestion(query) ? ReadQuestion(query)->end : query.size();
+    return ReplyTo(query.substr(0, end), edns ? "101" : "100", records, code);
   }
 
   // Cut chains, rings, and codes that mean nothing. The question in front stays, so that the answer is still one to it.
@@ -180,8 +220,10 @@ class EventPlayer : public FakeService, private StatisticsView {
     const std::size_t milliseconds = choices.Byte() << choices.Below(24);
     clock.now = static_cast<std::int32_t>(static_cast<std::uint32_t>(clock.now) + milliseconds);
     clock.second += OneOf({0, 1, 20, -2});
+    if (portTimer.running) OnPortTimer();
   }
   void EditAddress() {
+    queriesBeforeEdit = queries.size();
     correction.answer = static_cast<std::int16_t>(choices.Below(3));
     const char* const text = OneOf({"", "10.1.0.1", "10.1.0.2", " 10.1.0.3 ", "10.1.0.03", "1.2.3", "x", "127.0.0.1"});
     CommitAddressEdit(static_cast<int>(choices.Below(kServerRows)), text);
@@ -204,15 +246,19 @@ class EventPlayer : public FakeService, private StatisticsView {
       Require(answered.insert(answer.port).second, "answered twice");
     }
     CheckCounters();
-    std::set<std::int32_t> ports;
+    std::set<std::int32_t> inTable;
+    std::set<std::pair<AskedPort, std::uint16_t>> identifiers;
     for (std::size_t slot = 0; slot < static_cast<std::size_t>(PendingCount); ++slot) {
       const PendingRequest& request = PendingTable[slot];
-      Require(ports.insert(request.ClientPort).second, "twice in the table");
+      Require(inTable.insert(request.ClientPort).second, "twice in the table");
+      Require(MatchQuestion == kFalse || identifiers.insert({0, request.OwnIdentifier}).second,
+              "two requests under way with one identifier");
       Require(request.Name == answerRules->KeyOf(QueryFrom(request.ClientPort)), "another name in the table");
       Require(request.Waits() != answered.contains(request.ClientPort), "waits although answered, or the reverse");
     }
-    CheckThatNobodyIsForgotten(ports);
+    CheckThatNobodyIsForgotten(inTable);
     upstream.sent.clear();
+    for (const auto& port : ports.ports) port->sent.clear();
     for (Trace* const grown : {&trace, &profile.written, &table.calls}) grown->clear();
   }
 
@@ -238,9 +284,11 @@ class EventPlayer : public FakeService, private StatisticsView {
 
   FakeRecordStore records;
   std::vector<std::string> queries;
+  std::vector<std::string> forwardedAs;  // the identifiers of the queries as they were forwarded
   std::set<std::int32_t> answered;
   std::set<std::int32_t> unanswered;  // as far as the last check knew
   bool mayForget = false;
+  std::size_t queriesBeforeEdit = 0;  // a row with another address no longer answers for the one before
   int depth = 0;
 };
 

@@ -34,6 +34,18 @@ inline std::string QueryFor(const std::string& name, RecordType type = kA, std::
          Bytes16(1);
 }
 
+/// The query with an OPT record (RFC 6891): `flags` as in its time-to-live, of which 0x8000 is DO.
+inline std::string WithOpt(std::string query, std::uint32_t answerBytes, std::uint32_t flags = 0,
+                           const std::string& options = "") {
+  query[11] = 1;
+  return query + '\0' + Bytes16(kOpt) + Bytes16(answerBytes) + Bytes32(flags) +
+         Bytes16(static_cast<std::uint32_t>(options.size())) + options;
+}
+
+inline std::string Cookie(const std::string& bytes) {
+  return Bytes16(10) + Bytes16(static_cast<std::uint32_t>(bytes.size())) + bytes;
+}
+
 /// A record that belongs to the question's name, which it points to.
 inline std::string Record(RecordType type, std::uint32_t lifetime, const std::string& data = "data") {
   return "\xC0\x0C" + Bytes16(type) + Bytes16(1) + Bytes32(lifetime) +

@@ -1,9 +1,11 @@
 // The outside world of a test: every interface of platform/ in memory, recording what the logic asks of it.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <random>
 #include <string>
 #include <tuple>
@@ -21,6 +23,7 @@
 #include "platform/profile.h"
 #include "platform/timer.h"
 #include "platform/udp_port.h"
+#include "settings/address.h"
 
 namespace quenvar {
 
@@ -120,11 +123,17 @@ struct FakeProcess : Process {
   void EndWithRunTimeError(int number, const std::string&) override { throw number; }
   void Report(const std::string& line) override { reports.push_back(line); }
   void Randomize() override { trace.push_back("randomize"); }
+  std::uint16_t SecretNumber() override {
+    const auto number = static_cast<std::uint16_t>(random() >> 8);
+    if (onSecretNumber) onSecretNumber(number);
+    return number;
+  }
   double Random() override { return std::generate_canonical<double, 32>(random); }
 
   explicit FakeProcess(Trace& allTrace) : trace(allTrace) {}
   Trace& trace;
   std::minstd_rand random;
+  std::function<void(std::uint16_t)> onSecretNumber;
   std::vector<std::string> reports;
 };
 
@@ -158,6 +167,7 @@ struct FakeProfile : Profile {
 struct FakeTimer : Timer {
   void SetIntervalMilliseconds(int milliseconds) override { interval = milliseconds; }
   void Restart() override { running = true; }
+  void Stop() override { running = false; }
 
   int interval = 0;
   bool running = false;
@@ -171,7 +181,7 @@ struct SentDatagram {
 };
 
 struct FakeUdpPort : UdpPort {
-  void SetDataArrived(DataArrived) override {}
+  void SetDataArrived(DataArrived newHandler) override { handler = std::move(newHandler); }
   void Deactivate() override { active = false; }
   void SetLocalPort(std::uint16_t newPort) override { localPort = newPort; }
   void SetAcceptData(bool) override {}
@@ -181,6 +191,7 @@ struct FakeUdpPort : UdpPort {
     return bindError;
   }
   bool Active() const override { return active; }
+  std::uint16_t BoundPort() const override { return localPort; }
   std::uint32_t ArrivedAt() const override { return 0; }
   const std::string& RemoteHost() const override { return host; }
   std::int32_t RemotePort() const override { return port; }
@@ -189,6 +200,7 @@ struct FakeUdpPort : UdpPort {
   void SetSource(std::uint32_t) override {}
   bool Send(std::string_view message) override {
     sent.push_back({host, port, std::string(message)});
+    if (onSend) onSend(sent.back());
     return true;
   }
 
@@ -200,6 +212,44 @@ struct FakeUdpPort : UdpPort {
   std::string host;
   std::int32_t port = 0;
   std::vector<SentDatagram> sent;
+  DataArrived handler;
+  std::function<void(const SentDatagram&)> onSend;
+};
+
+/// Ports that queries leave from under identifiers of their own.
+struct FakeUdpPorts : UdpPorts {
+  UdpPort& Add() override {
+    ports.push_back(std::make_unique<FakeUdpPort>(trace));
+    FakeUdpPort& port = *ports.back();
+    port.localPort = static_cast<std::uint16_t>(40000 + ports.size());
+    port.onSend = [this, &port](const SentDatagram& query) {
+      Asked& last = asked[query.message.substr(0, 2)];
+      if (last.port != &port) last = {&port, {}};
+      last.servers.push_back(query.address);
+    };
+    return port;
+  }
+
+  /// Whether the server was the one, or one of those, that were sent this identifier last.
+  bool WasAsked(const std::string& identifier, const std::string& server) {
+    const auto& servers = asked[identifier].servers;
+    return std::any_of(servers.begin(), servers.end(),
+                       [&](const std::string& address) { return IsSameAddress(address, server); });
+  }
+  /// An answer arrives at the port that its identifier was last sent from; at `otherwise` where there is none.
+  void Arrive(std::string_view answer, const std::string& server, std::int32_t port,
+              const UdpPort::DataArrived& otherwise) {
+    const FakeUdpPort* const to = asked[std::string(answer.substr(0, 2))].port;
+    to == nullptr ? otherwise(answer, server, port) : to->handler(answer, server, port);
+  }
+
+  struct Asked {
+    FakeUdpPort* port = nullptr;
+    std::vector<std::string> servers;
+  };
+  Trace trace;
+  std::vector<std::unique_ptr<FakeUdpPort>> ports;
+  std::map<std::string, Asked> asked;
 };
 
 /// A test's outside world. While it lives, the logic runs against it.
@@ -215,6 +265,8 @@ struct FakePlatform {
     platform.Timer1 = &timer;
     platform.UDPPort1 = &upstream;
     platform.UDPPort2 = &downstream;
+    platform.ports = &ports;
+    platform.portTimer = &portTimer;
     upstream.active = true;
     downstream.active = true;
   }
@@ -233,6 +285,8 @@ struct FakePlatform {
   FakeTimer timer;
   FakeUdpPort upstream{trace};
   FakeUdpPort downstream{trace};
+  FakeUdpPorts ports;
+  FakeTimer portTimer;
 };
 
 }  // namespace quenvar

@@ -1,0 +1,98 @@
+#include "engine/request_room.h"
+
+#include <algorithm>
+#include <optional>
+#include <vector>
+
+#include "base/ipv4_text.h"
+#include "base/numbers.h"
+#include "base/text.h"
+#include "engine/asked_queries.h"
+#include "engine/message_reader.h"
+#include "platform/clock.h"
+#include "platform/platform.h"
+#include "settings/address.h"
+#include "settings/server_list.h"
+#include "settings/statistics.h"
+
+namespace quenvar {
+
+namespace {
+
+/// So many requests for one question, within so short a time and from one other host, are no users' programs.
+constexpr int kLoopRequests = 250;
+constexpr std::int32_t kLoopMilliseconds = 2000;
+
+bool IsRetryOf(const PendingRequest& request, const PendingRequest& earlier) {
+  return request.ClientPort == earlier.ClientPort && request.Identifier == earlier.Identifier &&
+         request.ClientAddress == earlier.ClientAddress && EqualWithoutCase(request.Name, earlier.Name);
+}
+
+void TakePlaceOf(PendingRequest& earlier, PendingRequest& request) {
+  // Both were counted when they came; only one of them can be answered.
+  if (earlier.Waits()) Increment(NOTANSWERED);
+  request.SentAt = earlier.SentAt;
+  request.OwnIdentifier = earlier.OwnIdentifier;
+  request.AskedFrom = earlier.AskedFrom;
+  earlier = request;
+}
+
+void MakeRoom() {
+  int oldest = FindOldest([](const PendingRequest& request) { return request.Waits(); });
+  if (oldest != -1)
+    Increment(NOTANSWERED);
+  else
+    oldest = FindOldest([](const PendingRequest&) { return true; });
+  RemovePending(oldest);
+}
+
+using Address = std::optional<std::uint32_t>;
+
+std::vector<Address> EnabledServers() {
+  std::vector<Address> addresses;
+  for (std::size_t row = 0; row < kServerRows; ++row)
+    if (ServerEnabled[row] != kFalse) addresses.push_back(ReadHostAddress(ServerAddress[row]));
+  return addresses;
+}
+
+bool ComesBack(const PendingRequest& request, const std::vector<Address>& servers) {
+  const Address client = ReadHostAddress(request.ClientAddressText());
+  return IsAskedPortNumber(request.ClientPort) || std::find(servers.begin(), servers.end(), client) != servers.end() ||
+         WasJustForwarded(Identifier(request.Identifier), request.Name);
+}
+
+// A third host on the way makes the queries of a loop look like another host's own.
+bool IsOneQuestionOfOneHost(const PendingRequest& first) {
+  const std::string address = first.ClientAddressText();
+  if (address.starts_with("127.") || IsOwnAddress(address)) return false;
+  const std::int32_t now = platform.clock->MillisecondTick();
+  const auto alike =
+      std::count_if(PendingTable.begin(), PendingTable.begin() + PendingCount, [&](const PendingRequest& request) {
+        const auto age = TickDiff(request.SentAt, now);
+        return age && *age <= kLoopMilliseconds && request.ClientAddress == first.ClientAddress &&
+               EqualWithoutCase(request.Name, first.Name);
+      });
+  return alike >= kLoopRequests;
+}
+
+}  // namespace
+
+void EnterRequest(PendingRequest& request) {
+  const auto end = PendingTable.begin() + PendingCount;
+  const auto earlier =
+      std::find_if(PendingTable.begin(), end, [&](const PendingRequest& other) { return IsRetryOf(request, other); });
+  if (earlier != end) return TakePlaceOf(*earlier, request);
+  BeginAsking(request);
+  if (PendingCount == kPendingSlots && !LooksLikeLoop()) MakeRoom();
+  AddPending(request);
+}
+
+bool LooksLikeLoop() {
+  if (PendingCount == 0) return false;
+  const std::vector<Address> servers = EnabledServers();
+  const auto back = std::count_if(PendingTable.begin(), PendingTable.begin() + PendingCount,
+                                  [&](const PendingRequest& request) { return ComesBack(request, servers); });
+  return 2 * back > PendingCount || IsOneQuestionOfOneHost(PendingTable[static_cast<std::size_t>(PendingCount) - 1]);
+}
+
+}  // namespace quenvar
