@@ -24,6 +24,9 @@ class TcpListener {
     void (*disconnected)(std::int16_t connection, int status, const std::string& description) = nullptr;
     /// No byte given to Send waits any more. Only after a Send that left some waiting.
     void (*allSent)(std::int16_t connection) = nullptr;
+    /// Asked now and then while a client that is not read has closed its sending side: whether what it has sent before
+    /// still gets on. When it does not for some seconds, the connection is gone.
+    bool (*hasMoved)(std::int16_t connection) = nullptr;
   };
 
   virtual ~TcpListener() = default;
@@ -74,11 +77,14 @@ class TcpClients {
   /// Starts to connect. The outcome arrives as connected or disconnected.
   virtual void Connect(std::int16_t index) = 0;
   /// Ends the connection, also one that is only prepared or on its way. With `awaitAnswers` what was sent still reaches
-  /// the server, and what it answers is reported until it closes too or nothing has moved for some seconds.
+  /// the server, and what it answers is reported until it closes too or nothing has moved for some seconds. The
+  /// server sees a reset where it has not taken everything by then, and without `awaitAnswers`.
   virtual void Disconnect(std::int16_t index, bool awaitAnswers) = 0;
   /// As TcpListener's, for a connected instance.
   virtual std::size_t Send(std::int16_t index, std::string_view data) = 0;
   virtual void SetReading(std::int16_t index, bool reading) = 0;
+  /// True when the server has taken or sent bytes since the last call, and while it is not read.
+  virtual bool HasMoved(std::int16_t index) = 0;
   /// Closes every connection, without any event.
   virtual void CloseAll() = 0;
 };

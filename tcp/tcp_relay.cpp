@@ -46,7 +46,8 @@ int InitTcpRelay() {
                                   .connected = OnTcpClientConnected,
                                   .dataIn = ForwardClientData,
                                   .disconnected = OnTcpClientDisconnected,
-                                  .allSent = OnTcpClientAllSent});
+                                  .allSent = OnTcpClientAllSent,
+                                  .hasMoved = HasTcpClientMoved});
   platform.IPPort->SetHandlers({.connected = OnTcpServerConnected,
                                 .dataIn = OnTcpServerData,
                                 .disconnected = OnTcpServerDisconnected,
@@ -98,6 +99,11 @@ void OnTcpClientDisconnected(std::int16_t connection, int status, const std::str
 void OnTcpClientAllSent(std::int16_t connection) {
   const std::int16_t slot = SlotOfConnection(connection);
   if (slot != -1) PaceServer(slot, 0);
+}
+
+bool HasTcpClientMoved(std::int16_t connection) {
+  const std::int16_t slot = SlotOfConnection(connection);
+  return slot != -1 && platform.IPPort->HasMoved(slot);
 }
 
 void OnTcpServerConnected(std::int16_t slot, int /*status*/, const std::string& description) {

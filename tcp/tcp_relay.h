@@ -52,6 +52,7 @@ void OnTcpRequest(const std::string& address, std::int32_t port);
 void OnTcpClientConnected(std::int16_t connection, int status, const std::string& description);
 void OnTcpClientDisconnected(std::int16_t connection, int status, const std::string& description);
 void OnTcpClientAllSent(std::int16_t connection);
+bool HasTcpClientMoved(std::int16_t connection);
 
 // Events of the client sockets: a slot's connection to its name server. A slot that does not exist is ignored.
 void OnTcpServerConnected(std::int16_t slot, int status, const std::string& description);

@@ -4,23 +4,17 @@
 #include <cerrno>
 #include <cstring>
 
+#include "platform/qt/standstill.h"
+
 namespace quenvar {
 
-namespace {
-
-/// How long a server may leave a connection without a byte in any direction after its client has closed. A client that
-/// only closed its sending side looks the same as one that is gone, so this also is the time that an answer may take.
-constexpr int kSilenceMilliseconds = 10'000;
-
-}  // namespace
-
-/// Between Connect and its end, `started_` is set; the end is always reported from the message loop, by `timer_` where
-/// no socket event reports it.
+/// Between Connect and its end, `started_` is set; the end is always reported from the message loop, by `endSoon_`
+/// where no socket event reports it.
 class SocketTcpClients::Instance final : private TcpStreamOwner {
  public:
   Instance(SocketTcpClients& clients, std::int16_t index) : clients_(clients), index_(index) {
-    timer_.setSingleShot(true);
-    QObject::connect(&timer_, &QTimer::timeout, &timer_, [this] { TimeIsUp(); });
+    endSoon_.setSingleShot(true);
+    QObject::connect(&endSoon_, &QTimer::timeout, &endSoon_, [this] { End(endError_); });
   }
 
   TcpStream& Stream() { return stream_; }
@@ -38,22 +32,26 @@ class SocketTcpClients::Instance final : private TcpStreamOwner {
     started_ = true;
     if (stream_.IsOpen()) endError_ = stream_.Connect(remoteHost_, remotePort_);
     if (endError_ != 0 || !stream_.IsOpen()) return EndSoon();
-    if (finishing_) timer_.start(kSilenceMilliseconds);
+    if (finishing_) standstill_.Start();
   }
 
   void Finish() {
     finishing_ = true;
     if (connected_) stream_.FinishSending();
-    if (started_ && stream_.IsOpen()) timer_.start(kSilenceMilliseconds);
+    if (started_ && stream_.IsOpen()) standstill_.Start();
   }
 
   void Abort() {
-    stream_.Close();
+    stream_.Abort();
     if (started_) EndSoon();
   }
 
+  /// A server that is not read, because its client is slow, cannot be blamed for a standstill.
+  bool HasMoved() { return stream_.TakeProgress() || !stream_.Reading(); }
+
   void Reset() {
-    timer_.stop();
+    endSoon_.stop();
+    standstill_.Stop();
     stream_.Close();
     started_ = connected_ = finishing_ = false;
     endError_ = 0;
@@ -72,14 +70,14 @@ class SocketTcpClients::Instance final : private TcpStreamOwner {
 
   void EndSoon() {
     stream_.Close();
-    timer_.start(0);
+    endSoon_.start(0);
   }
 
-  void TimeIsUp() {
-    // A server that is not read, because its client is slow, cannot be blamed for silence.
-    const bool lives = stream_.IsOpen() && (stream_.TakeProgress() || !stream_.Reading());
-    if (lives) return timer_.start(kSilenceMilliseconds);
-    End(endError_);
+  /// A client that only closed its sending side looks the same as one that is gone, so the time of a standstill also is
+  /// the time that an answer may take.
+  void GiveUp() {
+    if (!stream_.AllTaken()) stream_.Abort();
+    End(ETIMEDOUT);
   }
 
   void End(int error) {
@@ -95,7 +93,8 @@ class SocketTcpClients::Instance final : private TcpStreamOwner {
   bool connected_ = false;
   bool finishing_ = false;
   int endError_ = 0;
-  QTimer timer_;
+  QTimer endSoon_;
+  Standstill standstill_{[this] { return HasMoved(); }, [this] { GiveUp(); }};
   TcpStream stream_{*this};
 };
 
@@ -122,6 +121,8 @@ void SocketTcpClients::Disconnect(std::int16_t index, bool awaitAnswers) {
 std::size_t SocketTcpClients::Send(std::int16_t index, std::string_view data) { return At(index).Stream().Send(data); }
 
 void SocketTcpClients::SetReading(std::int16_t index, bool reading) { At(index).Stream().SetReading(reading); }
+
+bool SocketTcpClients::HasMoved(std::int16_t index) { return At(index).HasMoved(); }
 
 void SocketTcpClients::CloseAll() {
   for (const auto& instance : instances_) instance->Reset();

@@ -23,6 +23,7 @@ class SocketTcpClients : public TcpClients {
   void Disconnect(std::int16_t index, bool awaitAnswers) override;
   std::size_t Send(std::int16_t index, std::string_view data) override;
   void SetReading(std::int16_t index, bool reading) override;
+  bool HasMoved(std::int16_t index) override;
   void CloseAll() override;
 
  private:

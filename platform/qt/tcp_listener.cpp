@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -11,6 +12,7 @@
 #include <limits>
 
 #include "platform/posix/bound_socket.h"
+#include "platform/qt/standstill.h"
 #include "platform/udp_port.h"
 
 namespace quenvar {
@@ -18,8 +20,8 @@ namespace quenvar {
 namespace {
 
 constexpr int kResumeMilliseconds = 250;
-/// How long a client that has closed its side keeps its place while its name server takes nothing.
-constexpr int kStalledMilliseconds = 10'000;
+/// How often the system looks whether a silent client is still there.
+constexpr int kKeepAliveSeconds = 60;
 /// Descriptors that clients never get, so that files can still be opened and each client gets its name server.
 constexpr rlim_t kKeptDescriptors = 16;
 /// A handler may let events run and so be called inside of itself. One deep call that is held up, by an open box for
@@ -59,15 +61,13 @@ class SocketTcpListener::Connection final : private TcpStreamOwner {
  public:
   Connection(SocketTcpListener& listener, std::int16_t id, int descriptor) : listener_(listener), id_(id) {
     stream_.Adopt(descriptor);
-    stalled_.setInterval(kStalledMilliseconds);
-    QObject::connect(&stalled_, &QTimer::timeout, &stalled_, [this] { AbortIfLeft(); });
   }
 
   TcpStream& Stream() { return stream_; }
 
   void SetReading(bool reading) {
     stream_.SetReading(reading);
-    reading ? stalled_.stop() : stalled_.start();
+    reading || clientClosed_ ? standstill_.Stop() : standstill_.Start();
   }
 
   void Release() {
@@ -77,12 +77,9 @@ class SocketTcpListener::Connection final : private TcpStreamOwner {
   }
 
  private:
-  /// The end of a client comes in behind what it has sent, so it goes unnoticed while that is not read.
-  void AbortIfLeft() {
-    if (!stream_.PeerHasClosed()) return;
-    stalled_.stop();
-    stream_.Fail(ECONNRESET);
-  }
+  /// The end of a client comes in behind what it has sent, so it is looked for while that is not read. One that has not
+  /// closed may wait for its name server as long as it likes.
+  bool MayGoOn() { return !stream_.PeerHasClosed() || listener_.handlers_.hasMoved(id_); }
 
   void StreamData(std::string_view data) override { listener_.handlers_.dataIn(id_, data); }
 
@@ -105,7 +102,7 @@ class SocketTcpListener::Connection final : private TcpStreamOwner {
   const std::int16_t id_;
   bool released_ = false;
   bool clientClosed_ = false;
-  QTimer stalled_;
+  Standstill standstill_{[this] { return MayGoOn(); }, [this] { stream_.Fail(ECONNRESET); }};
   TcpStream stream_{*this};
 };
 
@@ -133,6 +130,10 @@ int SocketTcpListener::Listen() {
   descriptor_ = BoundSocket(SOCK_STREAM, localPort_);
   if (descriptor_ == -1) return errno;
   TcpStream::SetBuffers(descriptor_);
+  // Goes over to the connections. The end of a client that is not read may be held back in the client's own system,
+  // where it cannot be seen. That system forgets the connection after some minutes, and its answer to the next look
+  // says so.
+  setsockopt(descriptor_, IPPROTO_TCP, TCP_KEEPIDLE, &kKeepAliveSeconds, sizeof kKeepAliveSeconds);
   return listen(descriptor_, SOMAXCONN) == -1 ? errno : 0;
 }
 

@@ -1,9 +1,11 @@
 #include "platform/qt/tcp_stream.h"
 
 #include <arpa/inet.h>
+#include <linux/sockios.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -25,12 +27,6 @@ void SetOption(int descriptor, int level, int option, int value) {
 }
 
 bool IsTemporary(int error) { return error == EAGAIN || error == EWOULDBLOCK || error == EINTR; }
-
-/// Sends what the system takes now and returns how much that is, or -1 with the error in errno.
-ssize_t SendSome(int descriptor, std::string_view data) {
-  const ssize_t count = send(descriptor, data.data(), data.size(), MSG_NOSIGNAL);
-  return count == -1 && IsTemporary(errno) ? 0 : count;
-}
 
 }  // namespace
 
@@ -84,20 +80,33 @@ void TcpStream::Close() {
   descriptor_ = -1;
   connecting_ = readEnded_ = finishSending_ = progress_ = false;
   reading_ = true;
+  sent_ = confirmed_ = 0;
   waiting_ = std::string();
+}
+
+void TcpStream::Abort() {
+  const linger reset = {1, 0};
+  setsockopt(descriptor_, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+  Close();
 }
 
 std::size_t TcpStream::Send(std::string_view data) {
   if (descriptor_ == -1) return 0;
   if (waiting_.empty()) {
     // After an error everything waits, and the next attempt, in CanWrite, reports it.
-    const ssize_t count = std::max<ssize_t>(SendSome(descriptor_, data), 0);
-    progress_ = progress_ || count > 0;
-    data.remove_prefix(static_cast<std::size_t>(count));
+    data.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(SendSome(data), 0)));
   }
   waiting_ += data;
   UpdateNotifiers();
   return waiting_.size();
+}
+
+/// Sends what the system takes now and returns how much that is, or -1 with the error in errno.
+ssize_t TcpStream::SendSome(std::string_view data) {
+  const ssize_t count = send(descriptor_, data.data(), data.size(), MSG_NOSIGNAL);
+  if (count == -1) return IsTemporary(errno) ? 0 : -1;
+  sent_ += static_cast<std::uint64_t>(count);
+  return count;
 }
 
 void TcpStream::FinishSending() {
@@ -115,7 +124,17 @@ bool TcpStream::PeerHasClosed() const {
   return poll(&state, 1, 0) == 1 && (state.revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0;
 }
 
-bool TcpStream::TakeProgress() { return std::exchange(progress_, false); }
+/// Bytes in the system's buffer that the other side has not confirmed. The end of what is sent counts as one.
+std::uint64_t TcpStream::Unconfirmed() const {
+  int bytes = 0;
+  return ioctl(descriptor_, SIOCOUTQ, &bytes) == 0 ? static_cast<std::uint64_t>(bytes) : 0;
+}
+
+bool TcpStream::TakeProgress() {
+  const std::uint64_t confirmed = sent_ - Unconfirmed();
+  const bool taken = std::exchange(confirmed_, confirmed) != confirmed;
+  return std::exchange(progress_, false) || taken;
+}
 
 void TcpStream::UpdateNotifiers() {
   canRead_->setEnabled(reading_ && !readEnded_ && !connecting_);
@@ -138,9 +157,8 @@ void TcpStream::CanRead() {
 
 void TcpStream::CanWrite() {
   if (connecting_) return ConnectDone();
-  const ssize_t count = SendSome(descriptor_, waiting_);
+  const ssize_t count = SendSome(waiting_);
   if (count == -1) return Fail(errno);
-  progress_ = true;
   waiting_.erase(0, static_cast<std::size_t>(count));
   if (!waiting_.empty()) return;
   waiting_ = std::string();

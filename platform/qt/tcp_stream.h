@@ -4,6 +4,8 @@
 // client that shuts down its sending side after the query would never see its answer.
 #pragma once
 
+#include <sys/types.h>
+
 #include <QSocketNotifier>
 #include <cstddef>
 #include <cstdint>
@@ -47,11 +49,15 @@ class TcpStream {
   int Connect(const std::string& address, std::uint16_t port);
   /// Without any further call of the owner.
   void Close();
+  /// The same as a reset, so that the other side does not take what it got for the whole.
+  void Abort();
   bool IsOpen() const { return descriptor_ != -1; }
 
   /// Returns how many bytes wait now. An error is reported as StreamEnded later on.
   std::size_t Send(std::string_view data);
   std::size_t Waiting() const { return waiting_.size(); }
+  /// The other side has confirmed all that was sent, and its end where that is finished.
+  bool AllTaken() const { return waiting_.empty() && Unconfirmed() == 0; }
   /// Closes the sending side of a connected stream as soon as nothing waits.
   void FinishSending();
   void SetReading(bool reading);
@@ -62,7 +68,8 @@ class TcpStream {
   /// Closes the stream and reports the error to the owner.
   void Fail(int error);
 
-  /// True when bytes have moved in any direction since the last call.
+  /// True when bytes have come in since the last call, or the other side has confirmed some that were sent: what only
+  /// the system's buffers have taken does not count.
   bool TakeProgress();
 
  private:
@@ -71,6 +78,8 @@ class TcpStream {
   void CanWrite();
   void ConnectDone();
   void UpdateNotifiers();
+  ssize_t SendSome(std::string_view data);
+  std::uint64_t Unconfirmed() const;
 
   TcpStreamOwner& owner_;
   int descriptor_ = -1;
@@ -79,6 +88,8 @@ class TcpStream {
   bool readEnded_ = false;
   bool finishSending_ = false;
   bool progress_ = false;
+  std::uint64_t sent_ = 0;
+  std::uint64_t confirmed_ = 0;
   std::string waiting_;
   std::unique_ptr<QSocketNotifier> canRead_;
   std::unique_ptr<QSocketNotifier> canWrite_;

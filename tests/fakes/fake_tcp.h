@@ -39,6 +39,7 @@ struct FakeTcpClients : TcpClients {
     return 0;
   }
   void SetReading(std::int16_t, bool) override {}
+  bool HasMoved(std::int16_t) override { return true; }
   void CloseAll() override {}
 
   void Note(const std::string& call, std::int16_t index) { calls.push_back(std::to_string(index) + " " + call); }

@@ -1,4 +1,5 @@
 // The relay of TCP connections, with real clients on one side and name servers on the other.
+#include <poll.h>
 #include <signal.h>
 #include <sys/socket.h>
 
@@ -73,6 +74,30 @@ TEST_F(TcpRelay, ASideThatStopsReadingHoldsLessThanOneMiBAndLosesNothing) {
     EXPECT_GT(sent, 256u << 10);
     EXPECT_LT(sent, 1u << 20);
     EXPECT_TRUE(Receive(to, sent) == Pattern(sent));
+  }
+}
+
+TEST_F(TcpRelay, AnUploadGoesOnWhileItsServerTakesAnythingElseItEndsInAReset) {
+  const Program program(
+      home_, {.environment = {{"LD_PRELOAD", FAST_CLOCK}, {"SOAK_CLOCK_BEGIN", "1000"}, {"SOAK_CLOCK_SPEED", "10"}}});
+  for (const auto& [size, taken] : {std::pair(900'000u, 900'000u), {300'000u, 0u}, {450'000u, 0u}}) {
+    const Socket client = Connect();
+    Socket server = Accept(listening_);
+    const auto sending = std::async(std::launch::async, [&client, bytes = Pattern(size)] {
+      Send(client, bytes);
+      shutdown(*client, SHUT_WR);
+    });
+    std::string received, piece;
+    while (received.size() < taken && !(piece = Receive(server, 5000)).empty()) {
+      received += piece;
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    EXPECT_TRUE(received == Pattern(taken)) << received.size() << " bytes";
+    pollfd reset = {*server, 0, 0};
+    const int limit = taken == size ? 0 : static_cast<int>(kPatience.count());
+    EXPECT_EQ(poll(&reset, 1, limit), taken == size ? 0 : 1) << size << " bytes";
+    server.reset();
+    EXPECT_TRUE(Ends(client));
   }
 }
 
