@@ -12,6 +12,13 @@ std::vector<std::string> SlotQueue;
 
 namespace {
 
+std::int16_t HighestSlotWith(std::int16_t connection) {
+  for (std::int16_t slot = SlotUpper; slot >= 0; --slot) {
+    if (SlotConnectionId[static_cast<std::size_t>(slot)] == connection) return slot;
+  }
+  return -1;
+}
+
 /// The listener never holds as many connections as there are slot numbers, so the number stays within 16 bits.
 std::int16_t AddSlot() {
   const std::int16_t slot = static_cast<std::int16_t>(SlotUpper + 1);
@@ -28,7 +35,7 @@ std::int16_t AddSlot() {
 
 std::int16_t FindFreeSlot() {
   // Of several free slots the highest is taken; that is intended.
-  const std::int16_t found = SlotOfConnection(-1);
+  const std::int16_t found = HighestSlotWith(kFreeSlot);
   return found != -1 ? found : AddSlot();
 }
 
@@ -40,11 +47,6 @@ bool AssignSlot(std::int16_t connection) {
   return true;
 }
 
-std::int16_t SlotOfConnection(std::int16_t connection) {
-  for (std::int16_t slot = SlotUpper; slot >= 0; --slot) {
-    if (SlotConnectionId[static_cast<std::size_t>(slot)] == connection) return slot;
-  }
-  return -1;
-}
+std::int16_t SlotOfConnection(std::int16_t connection) { return HighestSlotWith(connection); }
 
 }  // namespace quenvar

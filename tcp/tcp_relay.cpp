@@ -129,7 +129,7 @@ void OnTcpServerDisconnected(std::int16_t slot, int /*status*/, const std::strin
   const std::size_t index = static_cast<std::size_t>(slot);
   const std::int16_t connection = SlotConnectionId[index];
   SlotConnected[index] = kFalse;
-  SlotConnectionId[index] = -1;
+  SlotConnectionId[index] = kFreeSlot;
   SlotQueue[index] = std::string();
   // The client's connection is not closed here: that is the client's own doing.
   platform.IPDaemon->Release(connection);

@@ -15,7 +15,9 @@ namespace quenvar {
 /// The highest slot, -1 as long as there is none. Slots are used again, the table never shrinks. Slot i always uses the
 /// client socket IPPort(i).
 extern std::int16_t SlotUpper;
-/// The listener's id of the connection that a slot serves; -1 when the slot is free.
+/// In the place of a connection's id: the slot is free.
+inline constexpr std::int16_t kFreeSlot = -1;
+/// The listener's id of the connection that a slot serves, or kFreeSlot.
 extern std::vector<std::int16_t> SlotConnectionId;
 /// The slot's connection to the name server is up.
 extern std::vector<Boolean16> SlotConnected;
