@@ -172,6 +172,7 @@ int Run() {
   Outside outside;
   Quenvar_Mainform window;
   Quenvar_Correct correction(&window);
+  outside.boxes.SetMainWindow(&window);
   TrayIcon trayIcon(QApplication::windowIcon());
   mainWindow = &window;
   tray = &trayIcon;

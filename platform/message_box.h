@@ -16,6 +16,8 @@ class MessageBoxes {
   /// A box with this title and text that is open already is not opened a second time: the answer is then Cancel at
   /// once.
   virtual BoxAnswer Show(const std::string& text, const std::string& title, BoxIcon icon, BoxButtons buttons) = 0;
+  /// Closes the open boxes with this title. Their answer is Cancel.
+  virtual void Withdraw(const std::string& title) = 0;
 };
 
 }  // namespace quenvar

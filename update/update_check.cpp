@@ -34,6 +34,7 @@ namespace {
 constexpr const char* kInformationPath = "/dnsupdateinfo.asp";
 constexpr const char* kHttp = "http";
 constexpr const char* kAutoUpdate = "Auto-Update";
+constexpr const char* kCancelUpdate = "Cancel update";
 /// What an update may not replace begins like this.
 constexpr const char* kOwnFiles[] = {"DNSCACHE.MDB", "TEMP.MDB", "DNSIP.DAT", "QUENVAR.HLP"};
 
@@ -43,9 +44,14 @@ int checkNumber = 0;
 
 bool IsDigit(char character) { return character >= '0' && character <= '9'; }
 
-void Inform(const std::string& text) { platform.boxes->Show(text, kAutoUpdate, BoxIcon::Information, BoxButtons::Ok); }
+// What is said about a download ends it, and with it the question whether to cancel it.
+void Inform(const std::string& text) {
+  platform.boxes->Withdraw(kCancelUpdate);
+  platform.boxes->Show(text, kAutoUpdate, BoxIcon::Information, BoxButtons::Ok);
+}
 
 void CloseDialog() {
+  platform.boxes->Withdraw(kCancelUpdate);
   if (view != nullptr) view->CloseDialog();
 }
 
@@ -189,7 +195,7 @@ void DownloadUpdate() {
 
 void CancelUpdate() {
   if (Downloading && platform.boxes->Show("Your are downloading the update of Quenvar. Sure you want to cancel?",
-                                          "Cancel update", BoxIcon::Question, BoxButtons::OkCancel) != BoxAnswer::Ok)
+                                          kCancelUpdate, BoxIcon::Question, BoxButtons::OkCancel) != BoxAnswer::Ok)
     return;
   CloseDialog();
 }

@@ -94,6 +94,7 @@ struct FakeBoxes : MessageBoxes {
     if (whileOpen) whileOpen();
     return answer;
   }
+  void Withdraw(const std::string&) override {}
 
   explicit FakeBoxes(Trace& allTrace) : trace(allTrace) {}
   Trace& trace;

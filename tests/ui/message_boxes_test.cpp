@@ -12,18 +12,22 @@ namespace {
 
 class Boxes : public WindowTest {
  protected:
-  Boxes() { platform.boxes = &real; }
+  // The buttons stand as on a GNOME desktop, Cancel first.
+  Boxes() {
+    platform.boxes = &real;
+    real.SetMainWindow(&form);
+    application.setStyleSheet("QDialogButtonBox { button-layout: 3 }");
+  }
 
-  // Whatever box comes up next is read and then answered with its last button. While it is open, it is not opened
-  // again.
+  // Whatever box comes up next is read and then answered with its last button.
   void ReadNext() {
     QTimer::singleShot(0, &form, [this] {
       const auto* const box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
       shown = box->windowTitle().toStdString() + ": " + box->text().toStdString();
       icon = box->icon();
       EXPECT_EQ(box->textFormat(), Qt::PlainText);
-      const std::size_t title = shown.find(": ");
-      EXPECT_EQ(real.Show(shown.substr(title + 2), shown.substr(0, title), {}, {}), BoxAnswer::Cancel);
+      owner = box->parentWidget();
+      EXPECT_EQ(box->focusWidget(), box->button(QMessageBox::Ok));
       EXPECT_EQ(box->buttons().size(), icon == QMessageBox::Question ? 2 : 1);
       box->buttons().back()->click();
     });
@@ -31,13 +35,14 @@ class Boxes : public WindowTest {
 
   QtMessageBoxes real;
   std::string shown;
+  const QWidget* owner = nullptr;
   QMessageBox::Icon icon{};
 };
 
 TEST_F(Boxes, SayWhatTheyAreMadeToSay) {
   const std::tuple<std::function<void()>, QMessageBox::Icon, std::string> cases[] = {
       {&ConfirmAndQuit, QMessageBox::Question,
-       "QUIT: Are you sure you want to exit?\n\rThis will disable your DNS system and your Internet access may not "
+       "QUIT: Are you sure you want to exit?\nThis will disable your DNS system and your Internet access may not "
        "work!"},
       {&ConfirmAndDeleteCache, QMessageBox::Question, "Confirm: Are you sure? All entries will be lost!"},
       {[] { SetServerEnabled(0, false); }, QMessageBox::Information,
@@ -70,9 +75,22 @@ TEST_F(Boxes, SayWhatTheyAreMadeToSay) {
     provoke();
     EXPECT_EQ(shown, text);
     EXPECT_EQ(icon, expectedIcon) << text;
+    EXPECT_EQ(owner, &form) << text;
   }
-  ReadNext();
-  EXPECT_EQ(real.Show("text", "title", BoxIcon::Critical, BoxButtons::Ok), BoxAnswer::Ok);
+}
+
+TEST_F(Boxes, BelongToTheWindowInFrontAndOpenOnce) {
+  const auto show = [this] { return real.Show("text", "title", BoxIcon::Critical, BoxButtons::Ok); };
+  dialog.setModal(true);
+  dialog.show();
+  form.hide();
+  for (const QWidget* const expected : {static_cast<QWidget*>(&dialog), static_cast<QWidget*>(nullptr)}) {
+    QTimer::singleShot(0, &form, [&show] { EXPECT_EQ(show(), BoxAnswer::Cancel) << "while it is open"; });
+    ReadNext();
+    EXPECT_EQ(show(), BoxAnswer::Ok);
+    EXPECT_EQ(owner, expected);
+    dialog.hide();
+  }
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include "platform/desktop.h"
 #include "platform/posix/disk_files.h"
 #include "platform/qt/http_client.h"
+#include "platform/qt/qt_message_boxes.h"
 #include "tests/fakes/application.h"
 #include "tests/fakes/service.h"
 #include "tests/update/http_server.h"
@@ -213,6 +214,25 @@ TEST_F(Update, CancellingADownloadAsks) {
   EXPECT_TRUE(QTest::qWaitFor([this] { return Labels().starts_with("Please wait...|Checking for update...|"); }));
   QTest::keyClick(dialog.get(), Qt::Key_Escape);
   EXPECT_TRUE(Closed());
+}
+
+TEST_F(Update, TheQuestionEndsWithTheDownload) {
+  QtMessageBoxes real;
+  platform.boxes = &real;
+  for (const bool fails : {false, true}) {
+    Check({fails ? "" : Response("x"), false, 50});
+    Download("setup.exe");
+    QTimer look;
+    QObject::connect(&look, &QTimer::timeout, [] {
+      const QWidget* const box = QApplication::activeModalWidget();
+      const bool isQuestion = box != nullptr && box->windowTitle() == "Cancel update";
+      EXPECT_TRUE(Downloading || !isQuestion);
+      if (box != nullptr && !(isQuestion && Downloading)) box->findChild<QPushButton*>()->click();
+    });
+    look.start(10);
+    Press("SSCommand1");
+    EXPECT_FALSE(dialog->isVisible());
+  }
 }
 
 // The server plays the proxy: a name that nobody knows reaches it only in a request for a proxy.
