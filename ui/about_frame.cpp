@@ -69,10 +69,11 @@ void AboutFrame::AddLogo() {
 }
 
 void AboutFrame::AddLink() {
-  auto* const Label11 = new LinkLabel(this, &OpenMakersPage);
+  auto* const Label11 = new LinkLabel(this);
   Label11->setGeometry(TwipsRect(2760, 1680, 1695, 255));
+  Label11->setObjectName("Label11");
   Label11->setText(ShortAddress(QUENVAR_WEB_PAGE));
-  NameControl(Label11, "Label11", "Web page");
+  Label11->SetAddress(QUENVAR_WEB_PAGE);
   SetHint(Label11, "Visit the Oltrenix web page");
 }
 

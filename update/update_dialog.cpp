@@ -70,8 +70,9 @@ void Quenvar_UpdateCheck::AddFrame() {
   status = AddLabel(Frame1, "status", TwipsRect(840, 585, 5400, 255));
   Label4 = AddLabel(Frame1, "Label4", TwipsRect(840, 855, 5400, 255));
   Label2 = AddLabel(Frame1, "Label2", TwipsRect(180, 1155, 6000, 255));
-  Label3 = new LinkLabel(Frame1, [this] { OpenWebPage(linkAddress_); });
-  NameControl(Label3, "Label3", "Web page");
+  Label3 = new LinkLabel(Frame1);
+  Label3->setObjectName("Label3");
+  Label3->setFocusPolicy(Qt::StrongFocus);
   Label3->setGeometry(TwipsRect(180, 1410, 6000, 255));
   Label2->hide();
   Label3->hide();
@@ -102,6 +103,7 @@ void Quenvar_UpdateCheck::AddBottom() {
   SSCommand1 = new QPushButton("&Cancel", this);
   NameControl(SSCommand1, "SSCommand1", "Close window");
   connect(SSCommand1, &QPushButton::clicked, &CancelUpdate);
+  GiveEnterTo(SSCommand1);
   Line1 = new QFrame(this);
   Line1->setFrameStyle(QFrame::HLine | QFrame::Sunken);
   uStat = AddLabel(this, "uStat", {});
@@ -126,6 +128,13 @@ void Quenvar_UpdateCheck::ShowHint(const QString& text) {
   if (uStat->text() != text) uStat->setText(text);
 }
 
+/// Enter is for the default button, unless the user has gone on to a control that takes the key itself.
+void Quenvar_UpdateCheck::GiveEnterTo(QPushButton* button) {
+  const QWidget* const focus = focusWidget();
+  button->setDefault(true);
+  if (focus != Label3 && focus != b5) button->setFocus();
+}
+
 void Quenvar_UpdateCheck::PlaceBottom(int top) {
   b5->setGeometry(TwipsRect(kInset, top, 795, 795));
   DProgress->setGeometry(TwipsRect(1110, top + 270, 2300, kProgressHeight));
@@ -145,7 +154,7 @@ void Quenvar_UpdateCheck::SetLabel4(const std::string& secondLine) { Label4->set
 void Quenvar_UpdateCheck::ShowLink(const std::string& caption, const std::string& address) {
   Label2->setText(Line(caption));
   Label2->show();
-  linkAddress_ = ToScreen(address);
+  Label3->SetAddress(ToScreen(address));
   Label3->setText(Label3->fontMetrics().elidedText(Line(address), Qt::ElideRight, Label3->width()));
   Label3->show();
 }
@@ -156,12 +165,14 @@ void Quenvar_UpdateCheck::ShowUpdate(const std::string& note, const std::string&
   Label5->setText(Line(note));
   Label5->show();
   SSCommand2->show();
+  GiveEnterTo(SSCommand2);
   PlaceBottom(kTallBottomTop);
 }
 
 void Quenvar_UpdateCheck::OfferClose() { SSCommand1->setText("&Close"); }
 
 void Quenvar_UpdateCheck::ShowDownload(const std::string& note) {
+  GiveEnterTo(SSCommand1);
   SSCommand2->setEnabled(false);
   Text1->hide();
   DProgress->setGeometry(TwipsRect(kInset, kNotesTop, kInnerWidth, kProgressHeight));

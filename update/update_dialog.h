@@ -41,6 +41,7 @@ class Quenvar_UpdateCheck : public QDialog, public UpdateView {
   void AddBottom();
   void AddHints();
   void ShowHint(const QString& text);
+  void GiveEnterTo(QPushButton* button);
   void PlaceBottom(int top);
 
   QGroupBox* Frame1 = nullptr;
@@ -57,7 +58,6 @@ class Quenvar_UpdateCheck : public QDialog, public UpdateView {
   QPushButton* SSCommand1 = nullptr;
   QFrame* Line1 = nullptr;
   QLabel* uStat = nullptr;
-  QString linkAddress_;
 };
 
 }  // namespace quenvar

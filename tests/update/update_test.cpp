@@ -1,9 +1,12 @@
 // The update check: its dialog and its HTTP client against a real server.
+#include <QAccessible>
 #include <QApplication>
+#include <QDesktopServices>
 #include <QNetworkProxy>
 #include <QPlainTextEdit>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTextBrowser>
 #include <filesystem>
 #include <fstream>
 
@@ -124,6 +127,9 @@ TEST_F(Update, EveryAnswerEndsInItsTexts) {
     EXPECT_EQ(Labels(), texts);
     EXPECT_EQ(dialog->findChild<QPushButton*>("SSCommand1")->text(), "&Close");
     EXPECT_EQ(dialog->findChild<QPushButton*>("SSCommand2")->isVisible(), texts.starts_with("New"));
+    QTest::keyClick(dialog->focusWidget(), Qt::Key_Return);
+    EXPECT_EQ(Downloading || !std::exchange(boxes.shown, {}).empty(), texts.starts_with("New"));
+    EXPECT_EQ(dialog->isVisible(), Downloading);
   }
   EXPECT_EQ(DownloadUrl + UpdateFileName, "Df");
   EXPECT_EQ(UpdateFileSize, 1000);
@@ -192,6 +198,28 @@ TEST_F(Update, ANameThatIsNoPlainOneTouchesNothing) {
   }
   EXPECT_TRUE(desktop.started.empty());
   EXPECT_EQ(disk.List(AppPath), Trace{"DNSCACHE.MDB"});
+}
+
+TEST_F(Update, TheLinkIsReachedByTabAndOpenedByKeysAndSaysWhereItLeads) {
+  const QUrl address("http://www.oltrenix.example/download");
+  QTextBrowser browser;
+  QDesktopServices::setUrlHandler("http", &browser, "setSource");
+  Check({});
+  EXPECT_TRUE(QTest::qWaitForWindowActive(dialog.get()));
+  auto* const link = dialog->findChild<QLabel*>("Label3");
+  const QImage unfocused = link->grab().toImage();
+  for (int tabs = 0; tabs < 9 && !link->hasFocus(); ++tabs) QTest::keyClick(dialog->focusWidget(), Qt::Key_Tab);
+  EXPECT_FALSE(link->grab().toImage() == unfocused);
+  for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Space}) {
+    browser.setSource({});
+    QTest::keyClick(dialog->focusWidget(), key);
+    EXPECT_TRUE(browser.source() == address) << key;
+  }
+  QDesktopServices::unsetUrlHandler("http");
+  QAccessibleInterface* const spoken = QAccessible::queryAccessibleInterface(link);
+  EXPECT_EQ(spoken->role(), QAccessible::Link);
+  EXPECT_EQ(spoken->text(QAccessible::Name), link->text());
+  EXPECT_EQ(spoken->text(QAccessible::Value), address.toString());
 }
 
 TEST_F(Update, CancellingADownloadAsks) {
