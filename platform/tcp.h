@@ -71,7 +71,8 @@ class TcpClients {
 
   /// Sets an unconnected instance up for one Connect.
   virtual void Prepare(std::int16_t index) = 0;
-  /// Dotted decimal IPv4 text. With any other text the attempt fails; a name is never looked up.
+  /// The address of a host (base/ipv4_text.h). With any other text nothing is sent, and the instance stays as it is
+  /// until Disconnect; a name is never looked up.
   virtual void SetRemoteHost(std::int16_t index, const std::string& address) = 0;
   virtual void SetRemotePort(std::int16_t index, std::int32_t port) = 0;
   /// Starts to connect. The outcome arrives as connected or disconnected.

@@ -3,7 +3,9 @@
 #include <QTimer>
 #include <cerrno>
 #include <cstring>
+#include <optional>
 
+#include "base/ipv4_text.h"
 #include "platform/qt/standstill.h"
 
 namespace quenvar {
@@ -30,7 +32,9 @@ class SocketTcpClients::Instance final : private TcpStreamOwner {
   void Connect() {
     if (started_) return;
     started_ = true;
-    if (stream_.IsOpen()) endError_ = stream_.Connect(remoteHost_, remotePort_);
+    const std::optional<std::uint32_t> address = ReadHostAddress(remoteHost_);
+    if (!address) return AwaitNobody();
+    if (stream_.IsOpen()) endError_ = stream_.Connect(*address, remotePort_);
     if (endError_ != 0 || !stream_.IsOpen()) return EndSoon();
     if (finishing_) standstill_.Start();
   }
@@ -38,7 +42,8 @@ class SocketTcpClients::Instance final : private TcpStreamOwner {
   void Finish() {
     finishing_ = true;
     if (connected_) stream_.FinishSending();
-    if (started_ && stream_.IsOpen()) standstill_.Start();
+    if (!started_) return;
+    stream_.IsOpen() ? standstill_.Start() : EndSoon();
   }
 
   void Abort() {
@@ -67,6 +72,12 @@ class SocketTcpClients::Instance final : private TcpStreamOwner {
   void StreamData(std::string_view data) override { clients_.handlers_.dataIn(index_, data); }
   void StreamSent() override { clients_.handlers_.allSent(index_); }
   void StreamEnded(int error) override { End(error); }
+
+  /// Nothing is sent to an address that is nobody's. That is no refusal: the instance stays until its client leaves.
+  void AwaitNobody() {
+    stream_.Close();
+    if (finishing_) EndSoon();
+  }
 
   void EndSoon() {
     stream_.Close();

@@ -1,6 +1,5 @@
 #include "platform/qt/tcp_listener.h"
 
-#include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/resource.h>
@@ -11,6 +10,7 @@
 #include <cstring>
 #include <limits>
 
+#include "base/ipv4_text.h"
 #include "platform/posix/bound_socket.h"
 #include "platform/qt/standstill.h"
 #include "platform/udp_port.h"
@@ -27,12 +27,6 @@ constexpr rlim_t kKeptDescriptors = 16;
 /// A handler may let events run and so be called inside of itself. One deep call that is held up, by an open box for
 /// instance, must not stop others; a burst of clients must not nest without bound.
 constexpr int kMaxNesting = 4;
-
-std::string AddressText(const sockaddr_in& address) {
-  char text[INET_ADDRSTRLEN] = "";
-  inet_ntop(AF_INET, &address.sin_addr, text, sizeof text);
-  return text;
-}
 
 /// A client takes two descriptors, its own and that of its name server. The lowest free numbers are the next ones to be
 /// given out, so the second of them tells how near the limit is.
@@ -147,7 +141,7 @@ void SocketTcpListener::AcceptOne() {
     if (!temporary) Pause();
     return;
   }
-  handlers_.connectionRequest(AddressText(remote), ntohs(remote.sin_port));
+  handlers_.connectionRequest(Ipv4Text(ntohl(remote.sin_addr.s_addr)), ntohs(remote.sin_port));
   if (HasLeft(client)) {
     close(client);
     return;

@@ -1,6 +1,5 @@
 #include "platform/qt/tcp_stream.h"
 
-#include <arpa/inet.h>
 #include <linux/sockios.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -49,11 +48,11 @@ bool TcpStream::Open() {
   return true;
 }
 
-int TcpStream::Connect(const std::string& address, std::uint16_t port) {
+int TcpStream::Connect(std::uint32_t address, std::uint16_t port) {
   sockaddr_in remote{};
   remote.sin_family = AF_INET;
   remote.sin_port = htons(port);
-  if (inet_pton(AF_INET, address.c_str(), &remote.sin_addr) != 1) return EINVAL;
+  remote.sin_addr.s_addr = htonl(address);
   const int result = connect(descriptor_, reinterpret_cast<const sockaddr*>(&remote), sizeof remote);
   if (result == -1 && errno != EINPROGRESS) return errno;
   connecting_ = true;

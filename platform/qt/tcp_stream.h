@@ -45,8 +45,9 @@ class TcpStream {
   void Adopt(int descriptor);
   /// Makes a socket for Connect. False when there is no descriptor left.
   bool Open();
-  /// Starts to connect. 0 or the error number; the outcome arrives as StreamConnected or StreamEnded.
-  int Connect(const std::string& address, std::uint16_t port);
+  /// Starts to connect; both numbers are in host byte order. 0 or the error number; the outcome arrives as
+  /// StreamConnected or StreamEnded.
+  int Connect(std::uint32_t address, std::uint16_t port);
   /// Without any further call of the owner.
   void Close();
   /// The same as a reset, so that the other side does not take what it got for the whole.

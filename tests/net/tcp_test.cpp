@@ -116,6 +116,22 @@ TEST_F(TcpRelay, AServerThatRefusesLeavesItsClientAlone) {
   EXPECT_EQ(errno, EAGAIN) << "the connection is still there";
 }
 
+TEST_F(TcpRelay, AnAddressLeadsWhereItLeadsUdpAndNobodysAddressIsNoRefusal) {
+  for (const std::string address : {"010.53..1.", "0.0..0"}) {
+    std::string settings = SettingsFor({1});
+    WriteFile(home_.SettingsFile(), settings.replace(settings.find("10.53.0.1"), 9, address));
+    const Program program(home_);
+    const Socket client = Connect();
+    Send(client, "query");
+    Socket server = address == "0.0..0" ? nullptr : Accept(listening_);
+    Send(client, "more");
+    EXPECT_TRUE(!server || (RoundTrip() && Receive(server, 9) == "querymore"));
+    server.reset();
+    shutdown(*client, SHUT_WR);
+    EXPECT_TRUE(Ends(client)) << address;
+  }
+}
+
 TEST_F(TcpRelay, OutOfDescriptorsItServesUdpAndTcpAgainAfterwards) {
   const Program program(home_, {.descriptorLimit = 128});
   std::vector<Socket> clients;
