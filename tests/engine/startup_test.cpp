@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "tests/fakes/fake_record_store.h"
-#include "tests/fakes/fake_tcp.h"
 #include "tests/fakes/service.h"
 
 namespace quenvar {
@@ -13,8 +12,6 @@ class StartAndEnd : public Service {
  protected:
   StartAndEnd() {
     platform.records = &records;
-    platform.IPDaemon = &listener;
-    platform.IPPort = &clients;
     profile.values = {{{"NAMESERVER", "DNS_0_NAME"}, "10.1.0.1"},
                       {{"NAMESERVER", "DNS_0_DESC"}, "first"},
                       {{"NAMESERVER", "DNS_0_ENABLED"}, "Yes"},
@@ -23,8 +20,6 @@ class StartAndEnd : public Service {
   }
 
   FakeRecordStore records;
-  FakeTcpListener listener;
-  FakeTcpClients clients;
 };
 
 TEST_F(StartAndEnd, TheStepsOfTheStartAreInOrder) {

@@ -24,6 +24,7 @@
 #include "platform/timer.h"
 #include "platform/udp_port.h"
 #include "settings/address.h"
+#include "tests/fakes/fake_tcp.h"
 
 namespace quenvar {
 
@@ -264,6 +265,8 @@ struct FakePlatform {
     platform.process = &process;
     platform.profile = &profile;
     platform.Timer1 = &timer;
+    platform.IPDaemon = &tcpListener;
+    platform.IPPort = &tcpClients;
     platform.UDPPort1 = &upstream;
     platform.UDPPort2 = &downstream;
     platform.ports = &ports;
@@ -284,6 +287,8 @@ struct FakePlatform {
   FakeProcess process{trace};
   FakeProfile profile{trace};
   FakeTimer timer;
+  FakeTcpListener tcpListener;
+  FakeTcpClients tcpClients;
   FakeUdpPort upstream{trace};
   FakeUdpPort downstream{trace};
   FakeUdpPorts ports;
