@@ -13,7 +13,8 @@ namespace quenvar {
 
 namespace {
 
-constexpr mode_t kNewFileMode = 0644;
+// What a user looks up, and where, is nobody else's affair.
+constexpr mode_t kNewFileMode = 0600;
 
 class Descriptor {
  public:
@@ -48,17 +49,10 @@ void TakeOwnerAndMode(int file, const std::string& path) {
   fchmod(file, state.st_mode & 07777);
 }
 
-bool WriteNewFile(const std::string& path, const std::string& oldPath, std::string_view content) {
-  Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, kNewFileMode));
-  if (!file.Ok()) return false;
-  TakeOwnerAndMode(file.Get(), oldPath);
-  return WriteAll(file.Get(), content) && fsync(file.Get()) == 0 && file.Close();
-}
-
-void SyncDirectoryOf(const std::string& path) {
-  const std::string directory = std::filesystem::path(path).parent_path();
-  const Descriptor opened(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (opened.Ok()) fsync(opened.Get());
+bool WriteNewFile(const std::string& path, std::string_view content) {
+  if (!CreatePrivateFile(path)) return false;
+  Descriptor file(open(path.c_str(), O_WRONLY | O_CLOEXEC));
+  return file.Ok() && WriteAll(file.Get(), content) && file.Close();
 }
 
 }  // namespace
@@ -78,17 +72,36 @@ std::optional<std::string> ReadWholeFile(const std::string& path) {
   }
 }
 
+bool CreatePrivateFile(const std::string& path) {
+  Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kNewFileMode));
+  return file.Ok() && file.Close();
+}
+
+bool MoveIntoPlace(const std::string& newPath, const std::string& path) {
+  Descriptor file(open(newPath.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file.Ok()) return false;
+  TakeOwnerAndMode(file.Get(), path);
+  // A name on the disk whose content is not there yet would be neither the old file nor the new one.
+  if (fsync(file.Get()) != 0 || !file.Close() || rename(newPath.c_str(), path.c_str()) != 0) return false;
+  SyncDirectoryOf(path);
+  return true;
+}
+
+void SyncDirectoryOf(const std::string& path) {
+  const std::string directory = std::filesystem::path(path).parent_path();
+  const Descriptor opened(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (opened.Ok()) fsync(opened.Get());
+}
+
 bool ReplaceFile(const std::string& path, std::string_view content) {
-  // One fixed name: a file that a killed program left there is overwritten by the next save.
   const std::string newPath = path + ".new";
   // A file that was made read-only is not to be changed, although its directory would allow to replace it.
   if (access(path.c_str(), W_OK) != 0 && errno != ENOENT) return false;
-  if (!WriteNewFile(newPath, path, content) || rename(newPath.c_str(), path.c_str()) != 0) {
-    unlink(newPath.c_str());
-    return false;
-  }
-  SyncDirectoryOf(path);
-  return true;
+  // One fixed name, so that what a killed program left there goes away with the next save.
+  unlink(newPath.c_str());
+  if (WriteNewFile(newPath, content) && MoveIntoPlace(newPath, path)) return true;
+  unlink(newPath.c_str());
+  return false;
 }
 
 }  // namespace quenvar

@@ -1,6 +1,7 @@
 #include "platform/posix/profile_file.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <QTemporaryDir>
 #include <filesystem>
@@ -76,6 +77,16 @@ TEST_F(ProfileStrings, TheFileIsReplacedAtOnceAndALinkToItAndItsModeStay) {
   EXPECT_TRUE(fs::is_symlink(path));
   EXPECT_EQ(ReadWholeFile(path), "[S]\nk=2\n");
   EXPECT_EQ(fs::hard_link_count(folder / "old"), 1u) << "written over: a kill would leave a piece";
+  EXPECT_EQ(fs::status(path).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+}
+
+TEST_F(ProfileStrings, ANewFileIsForItsOwnerOnlyWhateverAKilledSaveLeft) {
+  umask(0);
+  fs::create_directories(folder / "config");
+  std::ofstream(path.string() + ".new") << "half";
+  profile.BeginSave();
+  profile.WriteString("S", "k", "1");
+  EXPECT_TRUE(profile.CommitSave());
   EXPECT_EQ(fs::status(path).permissions(), fs::perms::owner_read | fs::perms::owner_write);
 }
 
