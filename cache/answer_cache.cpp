@@ -8,6 +8,7 @@
 #include "platform/files.h"
 #include "platform/message_box.h"
 #include "platform/platform.h"
+#include "platform/process.h"
 #include "platform/record_store.h"
 
 namespace quenvar {
@@ -25,12 +26,30 @@ bool DatabaseExists() {
                      [](const std::string& name) { return EqualWithoutCase(name, kDatabaseName); });
 }
 
+std::string WorkPath() { return AppPath + kWorkName; }
+
+// What is wrong with another program's lock, for example, is not the file.
+bool IsDamaged(const RecordStore::Result& checked) { return checked.Failed() && !checked.surroundings; }
+
+RecordStore::Result Repair() {
+  std::size_t saved = 0;
+  RecordStore::Result repaired = platform.records->Repair(DatabasePath(), WorkPath(), [&saved] {
+    const std::optional<std::size_t> kept = CacheKeepWholeAnswers();
+    saved = kept.value_or(0);
+    return kept.has_value();
+  });
+  if (!repaired.Failed())
+    platform.process->Report("The answer cache was damaged: " + std::to_string(saved) + " names were saved.");
+  return repaired;
+}
+
 // A damaged file is never opened: what can be read of it is no answer to rely on.
 RecordStore::Result RepairCompactAndOpen() {
   RecordStore& records = *platform.records;
-  RecordStore::Result repaired = records.Repair(DatabasePath());
-  if (repaired.Failed() && !repaired.surroundings) return repaired;
-  records.Compact(DatabasePath(), AppPath + kWorkName);
+  if (IsDamaged(records.Check(DatabasePath()))) {
+    if (RecordStore::Result repaired = Repair(); repaired.Failed()) return repaired;
+  }
+  records.Compact(DatabasePath(), WorkPath());
   return records.Open(DatabasePath());
 }
 
@@ -41,17 +60,20 @@ RecordStore::Result OpenNew() {
   return platform.records->Open(DatabasePath());
 }
 
+void GoOnWithout(const RecordStore::Result& failure) {
+  CloseCache();
+  WriteFailureToLog("Error opening Database!!" + std::to_string(failure.number) + ": " + failure.description);
+}
+
 }  // namespace
 
 void OpenCache() {
   if (!DatabaseExists()) CreateCache();
   RecordStore::Result opened = RepairCompactAndOpen();
   // A full disk or another program's lock passes, and deleting the file would not help against it.
-  if (opened.Failed() && !opened.surroundings) opened = OpenNew();
+  if (IsDamaged(opened)) opened = OpenNew();
   if (!opened.Failed()) opened = platform.records->OpenTable();
-  if (!opened.Failed()) return;
-  platform.records->Close();
-  WriteFailureToLog("Error opening Database!!" + std::to_string(opened.number) + ": " + opened.description);
+  if (opened.Failed()) GoOnWithout(opened);
 }
 
 void CreateCache() { platform.records->Create(DatabasePath()); }

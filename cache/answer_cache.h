@@ -6,13 +6,16 @@
 //   code 1: 249 bytes of the message follow, then the five-byte key of the next record.
 #pragma once
 
+#include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
 namespace quenvar {
 
-/// Opens the cache database in the program directory: makes, repairs, compacts or replaces it as needed. Where all of
-/// that fails, a log line says so and the program runs on without a cache.
+/// Opens the cache database in the program directory: makes, repairs, compacts or replaces it as needed. A line on
+/// standard error says how many names a repair saved. Where all of that fails, a log line says so and the program runs
+/// on without a cache.
 void OpenCache();
 
 /// Makes an empty database. A failure shows when it is opened.
@@ -39,6 +42,11 @@ bool CacheDeleteChain(std::string_view key);
 /// Writes one record, `piece` being its bytes with the leading code, in place of any chain under that key. False when
 /// the database refused.
 bool CacheInsertRecord(std::string_view key, std::string_view piece);
+
+/// Deletes every record that is not part of a whole answer: of one whose chain has all its records, each of the form
+/// above, and which was stored under the name that it asks for itself. Returns the number of answers left; empty when
+/// the database refused.
+std::optional<std::size_t> CacheKeepWholeAnswers();
 
 /// A key of five random bytes, none of them 0, under which no answer is stored.
 std::string NewContinuationKey();

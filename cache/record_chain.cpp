@@ -3,6 +3,7 @@
 
 #include "base/text.h"
 #include "cache/answer_cache.h"
+#include "cache/record_piece.h"
 #include "platform/platform.h"
 #include "platform/process.h"
 #include "platform/record_store.h"
@@ -11,21 +12,7 @@ namespace quenvar {
 
 namespace {
 
-constexpr char kLast = '\0';
-constexpr char kContinued = '\1';
-constexpr std::size_t kPayload = 249;
-constexpr std::size_t kKeyLength = 5;
 constexpr std::size_t kLongestName = 255;
-
-// No datagram needs more records, so that a longer chain must be a ring.
-constexpr int kMostRecords = 65535 / kPayload + 1;
-
-bool IsLast(std::string_view piece) { return !piece.empty() && piece.front() == kLast; }
-
-/// Only for pieces that are not the last. Empty when the piece is too short to hold a key.
-std::string_view NextKey(std::string_view piece) {
-  return piece.size() > kKeyLength ? piece.substr(piece.size() - kKeyLength) : std::string_view();
-}
 
 std::string Piece(char code, std::string_view payload, std::string_view nextKey = {}) {
   std::string piece(1, code);
@@ -58,17 +45,9 @@ bool WriteAnswer(std::string_view name, std::string_view value) {
 std::string CacheLookup(std::string_view name) {
   if (name.size() > kLongestName) return {};
   std::string value;
-  std::string key = UpperCase(name);
-  for (int i = 0; i < kMostRecords; ++i) {
-    const std::optional<std::string_view> piece = platform.records->Seek(key);
-    if (!piece || piece->empty()) return {};
-    if (IsLast(*piece)) return value.append(piece->substr(1));
-    const std::string_view next = NextKey(*piece);
-    if (next.empty()) return {};
-    value.append(piece->substr(1, piece->size() - 1 - kKeyLength));
-    key = UpperCase(next);
-  }
-  return {};
+  const auto append = [&value](const std::string&, std::string_view piece) { value.append(Payload(piece)); };
+  if (!FollowChain(name, append)) value.clear();
+  return value;
 }
 
 void CacheStore(std::string_view name, std::string_view value) {

@@ -2,6 +2,7 @@
 // a cursor. Keys and values are bytes, at most 255 each; a longer one is refused.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -21,28 +22,35 @@ class RecordStore {
 
   virtual ~RecordStore() = default;
 
-  // Files. None of these waits for another program that has the file locked: it fails.
+  // Files. Where another program has the file locked, all of these fail after a moment.
 
-  /// Makes a file with an empty table. Fails where the table is there already.
+  /// Makes a new file with an empty table, which only its owner may read. Fails where the file is there already.
   virtual Result Create(const std::string& path) = 0;
-  /// Finds out whether every record of the file can be relied on. Fails for a damaged file and for one that is no
+  /// Finds out whether the structure of the file can be relied on. Fails for a damaged file and for one that is no
   /// database, which are left as they are.
-  virtual Result Repair(const std::string& path) = 0;
-  /// Replaces a closed file by a compacted copy, built under `workPath`, where anything in the way is deleted first. On
-  /// failure the file is as it was and nothing is left under `workPath`.
+  virtual Result Check(const std::string& path) = 0;
+  /// Replaces a closed and damaged file by a new one, built under `workPath`, with the records that can still be read:
+  /// the table is read from both ends, and what a look-up of the key contradicts is left out. `sift` is called while
+  /// these records are the open table, to delete what is of no use, and says whether it succeeded. Otherwise as
+  /// Compact.
+  virtual Result Repair(const std::string& path, const std::string& workPath, const std::function<bool()>& sift) = 0;
+  /// Replaces a closed file by a compacted copy, built under `workPath`, where anything in the way is deleted first.
+  /// The file keeps its owner and permissions. On failure it is as it was and nothing is left under `workPath`.
   virtual Result Compact(const std::string& path, const std::string& workPath) = 0;
   /// Opens an existing file. A file without content is no database.
   virtual Result Open(const std::string& path) = 0;
-  /// Opens the table and its index in the open file.
+  /// Opens the table in the open file.
   virtual Result OpenTable() = 0;
   /// Allowed also while nothing is open.
   virtual void Close() = 0;
-  /// Deletes a closed file with everything that belongs to it. False when it is still there, as when another program
+  /// Deletes a closed file with everything that belongs to it. Fails when it is still there, as when another program
   /// has it locked.
-  virtual bool DeleteFile(const std::string& path) = 0;
+  virtual Result DeleteFile(const std::string& path) = 0;
 
   // Records of the open table. All of these fail while no table is open, and change nothing when they fail.
 
+  /// Calls `visit` with each record, in any order; it may Seek, but not write. False when not all could be read.
+  virtual bool ForEach(const std::function<void(std::string_view key, std::string_view value)>& visit) = 0;
   /// Makes the record with exactly this key the current one. Its value stays valid until the next Seek.
   virtual std::optional<std::string_view> Seek(std::string_view key) = 0;
   /// Fails where the key exists.
@@ -52,11 +60,12 @@ class RecordStore {
   /// Deletes the current record.
   virtual bool Delete() = 0;
 
-  /// What is written until Commit gets into the file as a whole or not at all.
+  /// Begins a transaction. What is written until Commit gets into the file as a whole or not at all.
   virtual bool Begin() = 0;
-  /// Closes the transaction. It can be read at once, and is safe from a crash within a second.
+  /// Ends the transaction. What it wrote can be read at once and gets into the file within a second, together with the
+  /// transactions around it. False when that failed, and all of these are lost.
   virtual bool Commit() = 0;
-  /// Drops the transaction, and with it those before it that are not safe yet.
+  /// Drops the transaction, and with it those before it that are not in the file yet.
   virtual void Rollback() = 0;
 };
 

@@ -2,31 +2,31 @@
 // looked for when its query comes and once more when it is refreshed, and a fresh one several times before it is there.
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 
 namespace quenvar {
 
 class KnownRecords {
  public:
-  struct Record {
-    std::int64_t row = 0;
-    std::string value;
+  struct Value {
+    std::string bytes;
     bool exists = false;
   };
+  using Record = std::pair<const std::string, Value>;
 
   /// Null when nothing is known of the key.
   Record* Find(std::string_view key) {
     const auto found = records_.find(key);
-    return found == records_.end() ? nullptr : &found->second;
+    return found == records_.end() ? nullptr : &*found;
   }
 
   /// Makes room first, which ends what others point to.
-  Record* Add(std::string_view key, Record record) {
+  Record* Add(std::string_view key, Value value) {
     if (records_.size() == kMost) records_.clear();
-    return &(records_[std::string(key)] = std::move(record));
+    return &*records_.insert_or_assign(std::string(key), std::move(value)).first;
   }
 
   void Clear() { records_.clear(); }
@@ -38,7 +38,7 @@ class KnownRecords {
   struct Hash : std::hash<std::string_view> {
     using is_transparent = void;
   };
-  std::unordered_map<std::string, Record, Hash, std::equal_to<>> records_;
+  std::unordered_map<std::string, Value, Hash, std::equal_to<>> records_;
 };
 
 }  // namespace quenvar

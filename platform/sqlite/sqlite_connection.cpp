@@ -7,7 +7,32 @@ namespace {
 // Long enough for another program's look at the file, too short to be noticed at start.
 constexpr int kBusyMilliseconds = 50;
 
+// A view of no characters may point nowhere, which would be stored as "no value" instead of an empty one.
+const char* Bytes(std::string_view text) { return text.data() ? text.data() : ""; }
+
 }  // namespace
+
+bool BindText(const SqliteStatement& statement, int position, std::string_view text) {
+  return sqlite3_bind_text(statement.get(), position, Bytes(text), static_cast<int>(text.size()), SQLITE_STATIC) ==
+         SQLITE_OK;
+}
+
+bool BindBlob(const SqliteStatement& statement, int position, std::string_view bytes) {
+  return sqlite3_bind_blob(statement.get(), position, Bytes(bytes), static_cast<int>(bytes.size()), SQLITE_STATIC) ==
+         SQLITE_OK;
+}
+
+std::string_view ColumnBytes(const SqliteStatement& statement, int column) {
+  const auto* bytes = static_cast<const char*>(sqlite3_column_blob(statement.get(), column));
+  const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement.get(), column));
+  return bytes ? std::string_view(bytes, size) : std::string_view();
+}
+
+bool Run(const SqliteStatement& statement) {
+  if (!statement) return false;
+  sqlite3_step(statement.get());
+  return sqlite3_reset(statement.get()) == SQLITE_OK;
+}
 
 RecordStore::Result SqliteConnection::Connect(const std::string& path, int flags) {
   Close();

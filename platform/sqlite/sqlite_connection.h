@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "platform/record_store.h"
 
@@ -14,6 +15,16 @@ struct FinalizeStatement {
   void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
 };
 using SqliteStatement = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
+
+// The bytes need to stay where they are until the statement has run.
+bool BindText(const SqliteStatement& statement, int position, std::string_view text);
+bool BindBlob(const SqliteStatement& statement, int position, std::string_view bytes);
+
+/// The bytes of a column, valid until the next step.
+std::string_view ColumnBytes(const SqliteStatement& statement, int column);
+
+/// Runs a statement that gives no rows.
+bool Run(const SqliteStatement& statement);
 
 class SqliteConnection {
  public:

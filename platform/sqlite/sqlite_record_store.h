@@ -7,7 +7,6 @@
 #pragma once
 
 #include <chrono>
-#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -23,7 +22,7 @@ class SqliteRecordStore : public RecordStore {
  public:
   static constexpr std::chrono::milliseconds kGroupTime{500};
 
-  /// `notice` hears of long work from Repair to the end of Open; it may be null. `flushLater` is called when the first
+  /// `notice` hears of long work from Check to the end of Open; it may be null. `flushLater` is called when the first
   /// transaction of a group has begun, and has to see to a call of Flush after kGroupTime, for the case that no other
   /// transaction follows.
   SqliteRecordStore(WaitNotice* notice, std::function<void()> flushLater);
@@ -33,13 +32,15 @@ class SqliteRecordStore : public RecordStore {
   bool Flush();
 
   Result Create(const std::string& path) override;
-  Result Repair(const std::string& path) override;
+  Result Check(const std::string& path) override;
+  Result Repair(const std::string& path, const std::string& workPath, const std::function<bool()>& sift) override;
   Result Compact(const std::string& path, const std::string& workPath) override;
   Result Open(const std::string& path) override;
   Result OpenTable() override;
   void Close() override;
-  bool DeleteFile(const std::string& path) override;
+  Result DeleteFile(const std::string& path) override;
 
+  bool ForEach(const std::function<void(std::string_view key, std::string_view value)>& visit) override;
   std::optional<std::string_view> Seek(std::string_view key) override;
   bool Insert(std::string_view key, std::string_view value) override;
   bool Update(std::string_view value) override;
@@ -49,6 +50,10 @@ class SqliteRecordStore : public RecordStore {
   void Rollback() override;
 
  private:
+  using Copy = Result (*)(SqliteConnection& from, SqliteConnection& to);
+
+  Result Replace(const std::string& path, const std::string& workPath, const std::function<Result()>& build);
+  Result BuildCopy(const std::string& path, const std::string& workPath, Copy copy);
   void ReportWork(SqliteConnection& connection);
   KnownRecords::Record* Read(std::string_view key);
   bool Write(const SqliteStatement& statement);

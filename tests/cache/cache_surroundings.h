@@ -18,7 +18,7 @@ struct SparingProcess : Process {
   Version ProgramVersion() override { return {}; }
   bool PreviousInstance() override { return false; }
   [[noreturn]] void EndWithRunTimeError(int, const std::string&) override { std::abort(); }
-  void Report(const std::string&) override {}
+  void Report(const std::string& line) override { report = line; }
   void Randomize() override {}
   /// Five draws make a continuation key: one of 1024 in turn, so that many are still taken.
   double Random() override {
@@ -27,6 +27,7 @@ struct SparingProcess : Process {
   }
 
   unsigned draws = 0;
+  std::string report;
 };
 
 /// Puts the cache into `directory`, over `store`, as long as it lives.

@@ -1,12 +1,17 @@
 // The cache over a real SQLite file in a directory of the test's own.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <random>
 #include <utility>
@@ -15,18 +20,53 @@
 #include "cache/answer_cache.h"
 #include "platform/sqlite/sqlite_record_store.h"
 #include "tests/cache/cache_surroundings.h"
+#include "tests/fakes/dns_message.h"
 
 namespace {
 
 bool readFails = false;
+int changesUntilKill = 0;
+mode_t widestMode = 0;
+std::string calls;
+
+void Note(const char* call) {
+  calls += call;
+  if (changesUntilKill > 0 && --changesUntilKill == 0) raise(SIGKILL);
+}
 
 }  // namespace
 
-// Between SQLite and the system.
-extern "C" ssize_t pread64(int file, void* bytes, std::size_t count, off64_t at) {
+// Between SQLite, or the store, and the system.
+extern "C" {
+
+ssize_t pread64(int file, void* bytes, std::size_t count, off64_t at) {
   if (!std::exchange(readFails, false)) return pread(file, bytes, count, at);
   errno = ETIMEDOUT;
   return -1;
+}
+
+ssize_t pwrite64(int file, const void* bytes, std::size_t count, off64_t at) {
+  Note("");
+  struct stat state {};
+  if (fstat(file, &state) == 0) widestMode |= state.st_mode;
+  return pwrite(file, bytes, count, at);
+}
+
+int fsync(int file) {
+  struct stat state {};
+  Note(fstat(file, &state) == 0 && S_ISDIR(state.st_mode) ? "folder " : "sync ");
+  return static_cast<int>(syscall(SYS_fsync, file));
+}
+
+int rename(const char* from, const char* to) {
+  Note("rename ");
+  return renameat(AT_FDCWD, from, AT_FDCWD, to);
+}
+
+int unlink(const char* path) {
+  Note("");
+  return unlinkat(AT_FDCWD, path, 0);
+}
 }
 
 namespace quenvar {
@@ -47,9 +87,34 @@ void StoreHosts(unsigned count, std::size_t size) {
   for (unsigned i = 0; i < count; ++i) CacheStore(HostName(i), ValueOf(size));
 }
 
+/// Runs `action` in a process that is killed in front of its `change`th change of a file, counted from the call of
+/// `arm` on. False when it has ended.
+bool IsKilledAt(int change, const std::function<void(const std::function<void()>& arm)>& action) {
+  const pid_t child = fork();
+  if (child == 0) {
+    action([change] { changesUntilKill = change; });
+    _exit(0);
+  }
+  int status = 0;
+  return waitpid(child, &status, 0) == child && WIFSIGNALED(status);
+}
+
+struct CountingStore : SqliteRecordStore {
+  CountingStore() : SqliteRecordStore(nullptr, nullptr) {}
+  bool Update(std::string_view value) override {
+    ++updates;
+    return SqliteRecordStore::Update(value);
+  }
+  int updates = 0;
+};
+
 class Cache : public testing::Test {
  protected:
-  Cache() { OpenCache(); }
+  Cache() {
+    umask(0);
+    widestMode = 0;
+    OpenCache();
+  }
   ~Cache() override { std::filesystem::remove_all(AppPath); }
 
   static void OpenAgain() {
@@ -64,8 +129,26 @@ class Cache : public testing::Test {
     return other.Query(query.c_str());
   }
 
+  void Put(const std::string& content) const { std::ofstream(database, std::ios::binary) << content; }
+  mode_t Mode() const { return static_cast<mode_t>(std::filesystem::status(database).permissions()); }
+  /// Makes the file as it was with an index beside the table. The index lacks HOST7.EXAMPLE.
+  void PutFileWithIndex() const {
+    std::filesystem::remove(database);
+    umask(077);
+    SqliteConnection old;
+    old.Create(database);
+    EXPECT_FALSE(
+        old.Execute("PRAGMA page_size=1024; CREATE TABLE ipcache (IPNUMBER BLOB NOT NULL, IPNAME TEXT NOT NULL);"
+                    "WITH RECURSIVE hosts (n) AS (SELECT 0 UNION ALL SELECT n + 1 FROM hosts LIMIT 200)"
+                    " INSERT INTO ipcache SELECT CAST(x'00' || n AS BLOB), 'HOST' || n || '.EXAMPLE' FROM hosts;"
+                    "CREATE UNIQUE INDEX IPIndex ON ipcache (IPNAME) WHERE IPNAME <> 'HOST7.EXAMPLE';"
+                    "PRAGMA writable_schema=ON; UPDATE sqlite_schema SET sql ="
+                    " 'CREATE UNIQUE INDEX IPIndex ON ipcache (IPNAME)' WHERE name = 'IPIndex'")
+            .Failed());
+  }
+
   std::string directory = "/tmp/quenvar-cache-XXXXXX";
-  SqliteRecordStore store{nullptr, nullptr};
+  CountingStore store;
   CacheSurroundings surroundings{mkdtemp(directory.data()), store};
   const std::string database = AppPath + "DNSCACHE.MDB";
 };
@@ -80,6 +163,7 @@ TEST_F(Cache, KeepsEveryLengthAsAChainOfTheRightRecordsOrEditsItInPlace) {
       DeleteWholeCache();
       CacheStore("name.example", ValueOf(before));
       for (const int turn : {1, 2}) EXPECT_TRUE(store.Begin() && CacheInsertRecord("OTHER", "\1piece")) << turn;
+      store.updates = 0;
       CacheStore("Name.Example", value);
       EXPECT_TRUE(CacheLookup("nAME.eXAMPLE") == value);
       std::string key = "NAME.EXAMPLE";
@@ -92,7 +176,7 @@ TEST_F(Cache, KeepsEveryLengthAsAChainOfTheRightRecordsOrEditsItInPlace) {
       }
       EXPECT_EQ(store.Seek(key), '\0' + value.substr(links * 249));
       EXPECT_EQ(Sql("SELECT count(*) FROM ipcache"), std::to_string(links + 2));
-      EXPECT_EQ(Sql("SELECT min(rowid) FROM ipcache") == "1", size < 249 && before < 250) << "the row written first";
+      EXPECT_EQ(store.updates, size < 249 && before < 250 ? 1 : 0);
     }
   }
 }
@@ -104,7 +188,8 @@ TEST_F(Cache, KeepsNoFieldOver255Bytes) {
   EXPECT_EQ(CacheLookup(longest) + CacheLookup(longest + "x"), "answer");
   for (const char* fields :
        {"zeroblob(256), 'blob'", "hex(zeroblob(128)), 'text'", "x'00', CAST(zeroblob(256) AS TEXT)"})
-    EXPECT_EQ(Sql(std::string("INSERT INTO ipcache VALUES (") + fields + ") RETURNING 1"), "") << fields;
+    EXPECT_EQ(Sql(std::string("INSERT INTO ipcache (IPNUMBER, IPNAME) VALUES (") + fields + ") RETURNING 1"), "")
+        << fields;
 }
 
 TEST_F(Cache, GivesWhatWasStoredLastWhateverCameBetween) {
@@ -127,7 +212,7 @@ TEST_F(Cache, GivesWhatWasStoredLastWhateverCameBetween) {
   }
 }
 
-// SQLite undoes a whole group then, and gives its row numbers to others.
+// SQLite undoes a whole group then.
 TEST_F(Cache, GivesNoNameTheAnswerOfAnotherAfterAFailedRead) {
   StoreHosts(2000, 200);
   OpenAgain();
@@ -144,7 +229,7 @@ TEST_F(Cache, GivesNoNameTheAnswerOfAnotherAfterAFailedRead) {
 TEST_F(Cache, NoticesWhatAnotherProgramHasDoneToTheFile) {
   CacheStore("c.example", "old");
   Sql("DELETE FROM ipcache");
-  Sql("INSERT INTO ipcache (IPNAME, IPNUMBER) VALUES ('D.EXAMPLE', X'0064')");  // in the same row
+  Sql("INSERT INTO ipcache (IPNAME, IPNUMBER) VALUES ('D.EXAMPLE', X'0064')");
   CacheStore("c.example", "new");
   EXPECT_EQ(CacheLookup("c.example"), "new");
   EXPECT_EQ(CacheLookup("d.example"), "d");
@@ -159,13 +244,94 @@ TEST_F(Cache, StartsOverWhateverLiesInTheWay) {
   for (const std::string& content :
        {"x"s, std::string(5000, 'q'), scribbled, std::string(100, '\0') + whole.substr(100), ""s, whole.substr(0, 1024),
         whole.substr(0, whole.size() / 2), whole.substr(0, whole.size() - 1)}) {
-    std::ofstream(database, std::ios::binary) << content;
+    Put(content);
     OpenCache();
     CacheStore("a.example", "answer");
     EXPECT_EQ(CacheLookup("a.example"), "answer") << content.size() << " bytes: " << content.substr(0, 100);
     CloseCache();
   }
   EXPECT_EQ(LogText(), "");
+}
+
+TEST_F(Cache, SavesWhatCanStillBeReadOfADamagedFile) {
+  StoreHosts(400, 300);
+  OpenAgain();
+  CloseCache();
+  const std::string whole = surroundings.files.Read(database).value();
+  constexpr std::size_t kPage = 2048;
+  std::vector<std::string> damaged{std::string(whole).replace(whole.find("HOST200.EXAMPLE"), 4, "ZZZZ")};
+  for (std::size_t at = 2 * kPage; at < whole.size(); at += kPage)
+    damaged.push_back(std::string(whole).replace(at, 16, 16, '\xa5'));
+  std::size_t saved = 0;
+  for (const std::string& content : damaged) {
+    Put(content);
+    chmod(database.c_str(), 0700);
+    OpenCache();
+    unsigned found = 0;
+    for (unsigned host = 0; host < 400; ++host) found += CacheLookup(HostName(host)) == ValueOf(300);
+    EXPECT_EQ(Sql("SELECT count(*) FROM ipcache"), std::to_string(2 * found)) << "parts of answers are left";
+    EXPECT_EQ(std::exchange(surroundings.process.report, ""),
+              "The answer cache was damaged: " + std::to_string(found) + " names were saved.");
+    EXPECT_EQ(Mode(), 0700u);
+    saved += found;
+    CloseCache();
+  }
+  EXPECT_GT(saved, damaged.size() * 400 * 9 / 10);
+}
+
+TEST_F(Cache, KeepsOnlyWholeAnswersOfWhatWasSaved) {
+  const std::string full = '\1' + ValueOf(249);
+  const std::string rest = "\0rest"s;
+  const auto named = [](const char* name) { return '\0' + QueryFor(name); };
+  const std::tuple<std::map<std::string, std::string>, std::size_t, const char*> cases[] = {
+      {{{"A.EXAMPLE", full + "KEY_1"}, {"KEY_1", full + "KEY_2"}, {"KEY_2", rest}}, 1, "3"},
+      {{{"A.EXAMPLE", full + "KEY_1"}, {"KEY_1", full + "KEY_2"}, {"B.EXAMPLE", rest}}, 1, "1"},
+      {{{"A.EXAMPLE", full + "KEY_1"}, {"KEY_1", full + "KEY_1"}}, 0, "0"},
+      {{{"A.EXAMPLE", full + "KEY_1"}, {"B.EXAMPLE", full + "KEY_1"}, {"KEY_1", rest}}, 1, "2"},
+      {{{"A.EXAMPLE", full.substr(1) + "KEY_1"}, {"KEY_1", rest}}, 0, "0"},
+      {{{"A.EXAMPLE", full.substr(0, 249) + "KEY_1"}, {"KEY_1", rest}}, 0, "0"},
+      {{{"A.EXAMPLE", '\0' + ValueOf(250)}, {"B.EXAMPLE", ""}}, 0, "0"},
+      {{{"A.COM", named("a.com")}, {"B.EXAMPLE", named("other.example")}, {"C\0001 1"s, named("c")}}, 2, "2"}};
+  for (const auto& [records, answers, left] : cases) {
+    DeleteWholeCache();
+    store.Begin();
+    for (const auto& [key, value] : records) store.Insert(key, value);
+    EXPECT_EQ(CacheKeepWholeAnswers(), answers) << testing::PrintToString(records);
+    EXPECT_EQ(Sql("SELECT count(*) FROM ipcache"), left) << testing::PrintToString(records);
+  }
+}
+
+TEST_F(Cache, TakesOverAFileWithAnIndexWhereverItIsKilled) {
+  CloseCache();
+  bool killed = true;
+  for (int change = 1; killed; ++change) {
+    SCOPED_TRACE(change);
+    PutFileWithIndex();
+    killed = IsKilledAt(change, [](const auto& arm) {
+      arm();
+      OpenCache();
+    });
+    OpenCache();
+    for (unsigned host = 0; host < 200; ++host) ASSERT_EQ(CacheLookup(HostName(host)), std::to_string(host));
+    EXPECT_EQ(Sql("SELECT count(*) FROM sqlite_schema WHERE sql LIKE '%WITHOUT ROWID'"), "1");
+    EXPECT_EQ(surroundings.process.report, "");
+    CloseCache();
+  }
+  PutFileWithIndex();
+  std::string damaged = surroundings.files.Read(database).value();
+  Put(damaged.replace(damaged.size() - 1024, 16, 16, '\xa5'));  // in the index
+  OpenCache();
+  EXPECT_EQ(surroundings.process.report, "The answer cache was damaged: 199 names were saved.");
+}
+
+TEST_F(Cache, MakesAReadOnlyFileWritableForItsOwnerOnly) {
+  CloseCache();
+  chmod(database.c_str(), 0440);
+  for (const std::string& path : {AppPath, database}) ASSERT_EQ(chown(path.c_str(), 1, 1), 0) << "only root may";
+  IsKilledAt(0, [](const auto&) {
+    if (setuid(1) == 0) OpenCache();
+  });
+  EXPECT_EQ(Mode(), 0640u);
 }
 
 // What passes by itself is no reason to throw the answers away.
@@ -203,12 +369,15 @@ TEST_F(Cache, CompactsAtEveryStartAndGoesOnWhileTheDiskIsFull) {
   EXPECT_FALSE(store.Flush());
   for (unsigned i = 0; i < 50; ++i) ASSERT_EQ(CacheLookup(HostName(i)), ValueOf(900));
   LimitFiles(RLIM_INFINITY);
+  calls.clear();
   OpenAgain();
+  EXPECT_NE(calls.find("sync rename folder "), calls.npos) << calls;
   EXPECT_LT(std::filesystem::file_size(database), size / 2);
   StoreHosts(50, 901);
   EXPECT_EQ(CacheLookup(HostName(49)), ValueOf(901));
   CloseCache();
   EXPECT_EQ(surroundings.files.List(AppPath), std::vector<std::string>{"DNSCACHE.MDB"});
+  EXPECT_EQ(widestMode & 077, 0u);
 }
 
 }  // namespace

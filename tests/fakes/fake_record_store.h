@@ -10,7 +10,8 @@ namespace quenvar {
 
 struct FakeRecordStore : RecordStore {
   Result Create(const std::string&) override { return {}; }
-  Result Repair(const std::string&) override { return {}; }
+  Result Check(const std::string&) override { return {}; }
+  Result Repair(const std::string&, const std::string&, const std::function<bool()>&) override { return {}; }
   Result Compact(const std::string&, const std::string&) override { return {}; }
   Result Open(const std::string&) override { return {}; }
   Result OpenTable() override {
@@ -18,11 +19,15 @@ struct FakeRecordStore : RecordStore {
     return {};
   }
   void Close() override { tableOpen = false; }
-  bool DeleteFile(const std::string&) override {
+  Result DeleteFile(const std::string&) override {
     records.clear();
-    return true;
+    return {};
   }
 
+  bool ForEach(const std::function<void(std::string_view, std::string_view)>& visit) override {
+    for (const auto& [key, value] : records) visit(key, value);
+    return tableOpen;
+  }
   std::optional<std::string_view> Seek(std::string_view key) override {
     current = tableOpen ? records.find(std::string(key)) : records.end();
     if (current == records.end()) return std::nullopt;

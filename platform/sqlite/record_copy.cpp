@@ -1,0 +1,101 @@
+#include "platform/sqlite/record_copy.h"
+
+#include "platform/posix/file_replacement.h"
+
+namespace quenvar {
+
+namespace {
+
+// Small pages, because an answer that is replaced changes one page, which is written twice; still large enough for a
+// whole record of the usual length, of which smaller pages would hold the end elsewhere. Both fields are limited in
+// bytes. Names are text, so that they can be asked for by name with any SQLite tool; values are blobs, because SQLite's
+// functions take a text for finished at its first code 0. IPNAME comes first as it does in the tree: otherwise the
+// integrity check of SQLite 3.40 takes the one field for the other.
+constexpr const char* kCreateTable =
+    "PRAGMA page_size=2048;"
+    "BEGIN;"
+    "CREATE TABLE ipcache ("
+    " IPNAME TEXT NOT NULL CHECK (length(CAST(IPNAME AS BLOB)) <= 255),"
+    " IPNUMBER BLOB NOT NULL CHECK (length(CAST(IPNUMBER AS BLOB)) <= 255),"
+    " CONSTRAINT IPIndex PRIMARY KEY (IPNAME)) WITHOUT ROWID;"
+    "COMMIT";
+
+// Nobody misses a copy that was not finished.
+constexpr const char* kCopySettings = "PRAGMA journal_mode=OFF; PRAGMA synchronous=OFF; BEGIN";
+
+// Without the index, which may lack some of the records. In the order of keys, so that the copy's pages get full; the
+// one tree has this order already.
+constexpr const char* kReadInOrder = "SELECT IPNAME, IPNUMBER FROM ipcache NOT INDEXED ORDER BY IPNAME";
+constexpr const char* kRead = "SELECT IPNAME, IPNUMBER FROM ipcache NOT INDEXED";
+
+constexpr std::size_t kLongestField = 255;
+
+bool IsRecord(const SqliteStatement& row) {
+  return sqlite3_column_type(row.get(), 0) == SQLITE_TEXT && sqlite3_column_type(row.get(), 1) == SQLITE_BLOB &&
+         ColumnBytes(row, 0).size() <= kLongestField && ColumnBytes(row, 1).size() <= kLongestField;
+}
+
+bool Insert(const SqliteStatement& insert, const SqliteStatement& row) {
+  return sqlite3_bind_value(insert.get(), 1, sqlite3_column_value(row.get(), 0)) == SQLITE_OK &&
+         sqlite3_bind_value(insert.get(), 2, sqlite3_column_value(row.get(), 1)) == SQLITE_OK && Run(insert);
+}
+
+// A look-up that fails proves nothing: the damage is then in the index, or on the way to the record.
+bool LookupContradicts(const SqliteStatement& find, const SqliteStatement& row) {
+  if (!BindText(find, 1, ColumnBytes(row, 0))) return false;
+  const int step = sqlite3_step(find.get());
+  const bool contradicts = step == SQLITE_DONE || (step == SQLITE_ROW && ColumnBytes(find, 0) != ColumnBytes(row, 1));
+  sqlite3_reset(find.get());
+  return contradicts;
+}
+
+// From one end to the other, or to the first page that cannot be read.
+RecordStore::Result CopyUpToDamage(SqliteConnection& from, SqliteConnection& to) {
+  const SqliteStatement read = from.Prepare(kRead);
+  const SqliteStatement find = from.Prepare("SELECT IPNUMBER FROM ipcache WHERE IPNAME = ?1");
+  if (!read || !find) return from.LastFailure();
+  const SqliteStatement insert = to.Prepare("INSERT OR IGNORE INTO ipcache (IPNAME, IPNUMBER) VALUES (?1, ?2)");
+  if (!insert) return to.LastFailure();
+  while (sqlite3_step(read.get()) == SQLITE_ROW) {
+    if (IsRecord(read) && !LookupContradicts(find, read) && !Insert(insert, read)) return to.LastFailure();
+  }
+  return {};
+}
+
+}  // namespace
+
+RecordStore::Result CreateDatabase(const std::string& path) {
+  if (!CreatePrivateFile(path)) return {SQLITE_CANTOPEN, sqlite3_errstr(SQLITE_CANTOPEN), false};
+  SqliteConnection connection;
+  if (RecordStore::Result created = connection.Create(path); created.Failed()) return created;
+  return connection.Execute(kCreateTable);
+}
+
+bool HasIndex(SqliteConnection& connection) {
+  return connection.Query("SELECT name FROM sqlite_schema WHERE name = 'IPIndex'") == "IPIndex";
+}
+
+RecordStore::Result CopyRecords(SqliteConnection& from, SqliteConnection& to) {
+  const SqliteStatement read = from.Prepare(kReadInOrder);
+  if (!read) return from.LastFailure();
+  if (RecordStore::Result begun = to.Execute(kCopySettings); begun.Failed()) return begun;
+  // Where the index lacked a record, the same name may have been stored once more.
+  const SqliteStatement insert = to.Prepare("INSERT OR REPLACE INTO ipcache (IPNAME, IPNUMBER) VALUES (?1, ?2)");
+  if (!insert) return to.LastFailure();
+  int step = SQLITE_OK;
+  while ((step = sqlite3_step(read.get())) == SQLITE_ROW) {
+    if (!Insert(insert, read)) return to.LastFailure();
+  }
+  return step == SQLITE_DONE ? to.Execute("COMMIT") : from.LastFailure();
+}
+
+RecordStore::Result CopyReadableRecords(SqliteConnection& from, SqliteConnection& to) {
+  RecordStore::Result result = to.Execute(kCopySettings);
+  for (const char* direction : {"PRAGMA reverse_unordered_selects=OFF", "PRAGMA reverse_unordered_selects=ON"}) {
+    if (!result.Failed()) result = from.Execute(direction);
+    if (!result.Failed()) result = CopyUpToDamage(from, to);
+  }
+  return result.Failed() ? result : to.Execute("COMMIT");
+}
+
+}  // namespace quenvar

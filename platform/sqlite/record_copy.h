@@ -1,0 +1,27 @@
+// The table of the cache in a SQLite file, and copies of it in a new file: a whole copy, and one of what can still be
+// read of a damaged file.
+//
+// The table is one tree, ordered by its keys. Files of before have a table in the order of writing and an index named
+// IPIndex beside it; they are read and written as they are, and their copies have the one tree.
+#pragma once
+
+#include <string>
+
+#include "platform/sqlite/sqlite_connection.h"
+
+namespace quenvar {
+
+/// Makes a new file with an empty table, which only its owner may read. Fails where the file is there already.
+RecordStore::Result CreateDatabase(const std::string& path);
+
+/// True for a table with an index beside it.
+bool HasIndex(SqliteConnection& connection);
+
+/// Copies all records of a sound file into the empty table of a new one. What breaks off leaves no usable copy.
+RecordStore::Result CopyRecords(SqliteConnection& from, SqliteConnection& to);
+
+/// The same with those records of a damaged file that can still be read, from one end or the other, and that a look-up
+/// of their key does not contradict. Fails where not even the table can be found, and when they could not be written.
+RecordStore::Result CopyReadableRecords(SqliteConnection& from, SqliteConnection& to);
+
+}  // namespace quenvar

@@ -1,0 +1,147 @@
+// What SqliteRecordStore does with closed files.
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+
+#include "platform/posix/file_replacement.h"
+#include "platform/sqlite/record_copy.h"
+#include "platform/sqlite/sqlite_record_store.h"
+#include "platform/wait_notice.h"
+
+namespace quenvar {
+
+namespace {
+
+using namespace std::string_view_literals;
+
+constexpr std::size_t kReadAheadBytes = 1 << 20;
+/// What every SQLite database begins with, its closing code 0 included.
+constexpr std::string_view kMagic = "SQLite format 3\0"sv;
+constexpr int kInstructionsBetweenReports = 20000;
+constexpr std::array<const char*, 3> kCompanions = {"-wal", "-shm", "-journal"};
+
+bool Exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
+
+// The last program that closes a file takes these away.
+bool IsOpenElsewhere(const std::string& path) { return Exists(path + "-wal") || Exists(path + "-shm"); }
+
+void DeleteCompanions(const std::string& path) {
+  for (const char* companion : kCompanions) unlink((path + companion).c_str());
+}
+
+void AddOwnersWriteBit(const std::string& path) {
+  struct stat state {};
+  if (stat(path.c_str(), &state) == 0) chmod(path.c_str(), (state.st_mode & 07777) | S_IWUSR);
+}
+
+// Of a file that was made read-only, SQLite could read the answers, but neither compact it nor store into it.
+void MakeWritable(const std::string& path) {
+  if (access(path.c_str(), W_OK) == 0) return;
+  AddOwnersWriteBit(path);
+  for (const char* companion : kCompanions) AddOwnersWriteBit(path + companion);
+}
+
+// Another program that has the file open would write its companions into the file that takes its place.
+RecordStore::Result OpenAlone(SqliteConnection& connection, const std::string& path) {
+  if (RecordStore::Result opened = connection.Open(path); opened.Failed()) return opened;
+  return connection.Execute("PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE; COMMIT");
+}
+
+RecordStore::Result BrokenDisk() { return {SQLITE_IOERR, sqlite3_errstr(SQLITE_IOERR), true}; }
+
+}  // namespace
+
+RecordStore::Result SqliteRecordStore::Create(const std::string& path) { return CreateDatabase(path); }
+
+RecordStore::Result SqliteRecordStore::Check(const std::string& path) {
+  MakeWritable(path);
+  ReadAhead(path);
+  SqliteConnection connection;
+  if (Result opened = connection.Open(path); opened.Failed()) return opened;
+  ReportWork(connection);
+  // An index is not compared with its table, which would take longest: the next copy is made without it.
+  const char* check = HasIndex(connection) ? "PRAGMA quick_check(1)" : "PRAGMA integrity_check(1)";
+  const std::string finding = connection.Query(check);
+  if (finding == "ok") return {};
+  return finding.empty() ? connection.LastFailure() : Result{SQLITE_CORRUPT, finding, false};
+}
+
+RecordStore::Result SqliteRecordStore::Repair(const std::string& path, const std::string& workPath,
+                                              const std::function<bool()>& sift) {
+  return Replace(path, workPath, [&] {
+    Result result = BuildCopy(path, workPath, CopyReadableRecords);
+    if (!result.Failed()) result = connection_.Open(workPath);
+    if (!result.Failed()) result = OpenTable();
+    if (!result.Failed() && !(Begin() && sift() && Flush())) result = BrokenDisk();
+    Close();
+    return result;
+  });
+}
+
+RecordStore::Result SqliteRecordStore::Compact(const std::string& path, const std::string& workPath) {
+  return Replace(path, workPath, [&] { return BuildCopy(path, workPath, CopyRecords); });
+}
+
+RecordStore::Result SqliteRecordStore::Replace(const std::string& path, const std::string& workPath,
+                                               const std::function<Result()>& build) {
+  DeleteFile(workPath);
+  Result result = build();
+  if (!result.Failed() && (IsOpenElsewhere(path) || !MoveIntoPlace(workPath, path))) result = BrokenDisk();
+  if (result.Failed()) DeleteFile(workPath);
+  return result;
+}
+
+RecordStore::Result SqliteRecordStore::BuildCopy(const std::string& path, const std::string& workPath, Copy copy) {
+  SqliteConnection from;
+  if (Result opened = OpenAlone(from, path); opened.Failed()) return opened;
+  ReportWork(from);
+  if (Result created = CreateDatabase(workPath); created.Failed()) return created;
+  SqliteConnection to;
+  if (Result opened = to.Open(workPath); opened.Failed()) return opened;
+  return copy(from, to);
+}
+
+RecordStore::Result SqliteRecordStore::DeleteFile(const std::string& path) {
+  SqliteConnection connection;
+  Result result = connection.Open(path);
+  if (!result.Failed()) result = connection.Execute("BEGIN EXCLUSIVE");
+  if (result.number == SQLITE_BUSY) return result;
+  connection.Close();
+  DeleteCompanions(path);
+  if (unlink(path.c_str()) == 0 || errno == ENOENT) return {};
+  return {SQLITE_CANTOPEN, sqlite3_errstr(SQLITE_CANTOPEN), true};
+}
+
+void SqliteRecordStore::ReportWork(SqliteConnection& connection) {
+  if (!notice_) return;
+  notice_->Working();
+  sqlite3_progress_handler(
+      connection.Handle(), kInstructionsBetweenReports,
+      [](void* notice) {
+        static_cast<WaitNotice*>(notice)->Working();
+        return 0;
+      },
+      notice_);
+}
+
+// The check goes to and fro in the file, which a disk serves much slower than in one go, and reports nothing meanwhile.
+// Only for a file that is not open here: closing it would drop SQLite's locks on it. Not waiting matters for a pipe
+// only.
+void SqliteRecordStore::ReadAhead(const std::string& path) {
+  const int file = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (file < 0) return;
+  std::string chunk(kReadAheadBytes, '\0');
+  // Nothing is gained by reading a file that is no database, and it may have no end.
+  ssize_t count = read(file, chunk.data(), chunk.size());
+  if (!chunk.starts_with(kMagic)) count = 0;
+  for (; count > 0; count = read(file, chunk.data(), chunk.size())) {
+    if (notice_) notice_->Working();
+  }
+  close(file);
+}
+
+}  // namespace quenvar
