@@ -80,9 +80,12 @@ void CreateCache() { platform.records->Create(DatabasePath()); }
 
 void CloseCache() { platform.records->Close(); }
 
+// The file goes before anything else, so that the program's end in between leaves none of its entries.
 void DeleteWholeCache() {
+  const RecordStore::Result deleted = platform.records->DeleteFile(DatabasePath());
   CloseCache();
-  platform.records->DeleteFile(DatabasePath());
+  // Opened, a file that is still there would give the old answers.
+  if (deleted.Failed()) return GoOnWithout(deleted);
   OpenCache();
 }
 

@@ -24,7 +24,9 @@ void CreateCache();
 /// Closes the database; look-ups then find nothing and stores do nothing.
 void CloseCache();
 
-/// Throws all entries away: closes the database, deletes its file and makes it anew.
+/// Throws all entries away: deletes the database's file, also while another program has it locked, and makes it anew.
+/// No entry of before is given from then on, whenever the program ends. Where the file cannot be deleted, a log line
+/// says so and the program runs on without a cache.
 void DeleteWholeCache();
 
 /// Asks the user, and throws all entries away when he says so.

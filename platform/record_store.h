@@ -22,7 +22,7 @@ class RecordStore {
 
   virtual ~RecordStore() = default;
 
-  // Files. Where another program has the file locked, all of these fail after a moment.
+  // Files. Where another program has the file locked, all of these but DeleteFile fail after a moment.
 
   /// Makes a new file with an empty table, which only its owner may read. Fails where the file is there already.
   virtual Result Create(const std::string& path) = 0;
@@ -43,8 +43,9 @@ class RecordStore {
   virtual Result OpenTable() = 0;
   /// Allowed also while nothing is open.
   virtual void Close() = 0;
-  /// Deletes a closed file with everything that belongs to it. Fails when it is still there, as when another program
-  /// has it locked.
+  /// Deletes a file with everything that belongs to it, also while it is open here, or open or locked in another
+  /// program; what is still open has to be closed. No record of it can be read after that, whenever the program ends.
+  /// Fails when the file could be neither deleted nor emptied.
   virtual Result DeleteFile(const std::string& path) = 0;
 
   // Records of the open table. All of these fail while no table is open, and change nothing when they fail.

@@ -105,15 +105,18 @@ RecordStore::Result SqliteRecordStore::BuildCopy(const std::string& path, const 
   return copy(from, to);
 }
 
+// The file goes first, and for good, so that what happens next, the program's end included, leaves no record of it. In
+// a folder where nothing may be deleted it stays, but empty. SQLite keeps a program that still has the deleted file
+// open from writing beside the new one.
 RecordStore::Result SqliteRecordStore::DeleteFile(const std::string& path) {
-  SqliteConnection connection;
-  Result result = connection.Open(path);
-  if (!result.Failed()) result = connection.Execute("BEGIN EXCLUSIVE");
-  if (result.number == SQLITE_BUSY) return result;
-  connection.Close();
+  Result result;
+  if (unlink(path.c_str()) == 0) {
+    SyncDirectoryOf(path);
+  } else if (errno != ENOENT && truncate(path.c_str(), 0) != 0) {
+    result = {SQLITE_CANTOPEN, sqlite3_errstr(SQLITE_CANTOPEN), true};
+  }
   DeleteCompanions(path);
-  if (unlink(path.c_str()) == 0 || errno == ENOENT) return {};
-  return {SQLITE_CANTOPEN, sqlite3_errstr(SQLITE_CANTOPEN), true};
+  return result;
 }
 
 void SqliteRecordStore::ReportWork(SqliteConnection& connection) {

@@ -260,7 +260,7 @@ TEST_F(Cache, SavesWhatCanStillBeReadOfADamagedFile) {
   const std::string whole = surroundings.files.Read(database).value();
   constexpr std::size_t kPage = 2048;
   std::vector<std::string> damaged{std::string(whole).replace(whole.find("HOST200.EXAMPLE"), 4, "ZZZZ")};
-  for (std::size_t at = 2 * kPage; at < whole.size(); at += kPage)
+  for (std::size_t at = 2 * kPage; at < whole.size(); at += 5 * kPage)
     damaged.push_back(std::string(whole).replace(at, 16, 16, '\xa5'));
   std::size_t saved = 0;
   for (const std::string& content : damaged) {
@@ -322,6 +322,30 @@ TEST_F(Cache, TakesOverAFileWithAnIndexWhereverItIsKilled) {
   Put(damaged.replace(damaged.size() - 1024, 16, 16, '\xa5'));  // in the index
   OpenCache();
   EXPECT_EQ(surroundings.process.report, "The answer cache was damaged: 199 names were saved.");
+}
+
+TEST_F(Cache, GivesNoOldAnswerOnceAllAreDeletedThoughAnotherProgramHoldsTheFileOrThisOneIsKilled) {
+  CloseCache();
+  for (const bool held : {true, false}) {
+    bool killed = true;
+    for (int change = 2; killed; ++change) {
+      SCOPED_TRACE(change);
+      killed = IsKilledAt(change, [&](const auto& arm) {
+        OpenCache();
+        CacheStore("a.example", "in the file");
+        OpenAgain();
+        CacheStore("b.example", "in the log");
+        store.Flush();
+        SqliteConnection other;
+        if (held) other.Open(database), other.Execute("BEGIN IMMEDIATE");
+        arm();
+        DeleteWholeCache();
+      });
+      OpenCache();
+      EXPECT_EQ(CacheLookup("a.example") + CacheLookup("b.example"), "") << held;
+      CloseCache();
+    }
+  }
 }
 
 TEST_F(Cache, MakesAReadOnlyFileWritableForItsOwnerOnly) {
