@@ -61,15 +61,16 @@ ContextButtonBar::ContextButtonBar(QWidget* client, std::function<void()> openUp
   Button(5).SetUp("H&elp!", "help", &ContextHelp);
   Button(6).SetUp("&Hide", "hide", &ToggleWindow);
   Button(7).SetUp("E&xit", "exit", &ConfirmAndQuit);
-  HideContextButtons();
+  HideContextButtons(1);
 }
 
-void ContextButtonBar::HideContextButtons() {
-  for (int number = 1; number <= kContextButtons; ++number) Button(number).hide();
+void ContextButtonBar::HideContextButtons(int first) {
+  for (int number = first; number <= kContextButtons; ++number) Button(number).hide();
 }
 
+// A button that stays is not hidden in between: it would lose the keyboard focus.
 void ContextButtonBar::ShowFor(std::int16_t page) {
-  HideContextButtons();
+  HideContextButtons(page == kSystemPage ? 3 : 2);
   switch (page) {
     case kSystemPage:
       Button(1).SetUp("&Clear", "IClear", &ClearStatistics);
@@ -86,7 +87,7 @@ void ContextButtonBar::ShowFor(std::int16_t page) {
       Button(1).SetUp("Update", "IAdd", openUpdate_);
       break;
     default:
-      return;
+      return HideContextButtons(1);
   }
   Button(1).show();
 }

@@ -31,7 +31,8 @@ class ContextButtonBar {
   void ShowFor(std::int16_t page);
 
  private:
-  void HideContextButtons();
+  /// From the one with the number `first` on.
+  void HideContextButtons(int first);
   PictureButton& Button(int number) { return *buttons_[static_cast<std::size_t>(number - 1)]; }
 
   std::array<PictureButton*, 7> buttons_;

@@ -8,6 +8,7 @@
 #include <QLayout>
 #include <QMenuBar>
 #include <QPushButton>
+#include <QWindow>
 
 #include "engine/shutdown.h"
 #include "engine/window_state.h"
@@ -155,15 +156,21 @@ bool Quenvar_Mainform::SetFontName(const std::string& name) {
   return true;
 }
 
+// The window manager chooses a place for every window that comes up, unless the window has been told its position.
 void Quenvar_Mainform::ShowWindow() {
+  if (!isVisible() && place_) windowHandle()->setPosition(*place_);
   showNormal();
   raise();
   activateWindow();
+  if (focus_) focus_->setFocus();
+  focus_ = nullptr;
 }
 
 // What is typed into a cell is not left behind.
 void Quenvar_Mainform::HideWindow() {
-  if (QWidget* const cell = focusWidget()) cell->clearFocus();
+  if (windowHandle()) place_ = windowHandle()->position();
+  focus_ = focusWidget();
+  if (focus_) focus_->clearFocus();
   hide();
 }
 

@@ -2,7 +2,9 @@
 
 #include <QCheckBox>
 #include <QMainWindow>
+#include <QPointer>
 #include <memory>
+#include <optional>
 
 #include "engine/main_window_view.h"
 #include "settings/options.h"
@@ -47,6 +49,9 @@ class Quenvar_Mainform : public QMainWindow, public MainWindowView, public Optio
   void TurnTo(int page);
   void ShowServerPage();
 
+  // Where the window and the keyboard were when the window was hidden.
+  std::optional<QPoint> place_;
+  QPointer<QWidget> focus_;
   std::unique_ptr<ContextButtonBar> buttons_;
   PageControl* SSTab1;
   StatisticsFrame* Frame1 = nullptr;

@@ -1,0 +1,50 @@
+// The main window under a window manager, on an X server of its own.
+#include <QProcess>
+#include <QWindow>
+
+#include "tests/ui/window_fixture.h"
+
+namespace quenvar {
+namespace {
+
+struct ManagedScreen {
+  ManagedScreen() {
+    server.start("Xvfb", {"-displayfd", "1", "-noreset", "-nolisten", "tcp"});
+    EXPECT_TRUE(server.waitForReadyRead());
+    qputenv("DISPLAY", ":" + server.readLine().trimmed());
+    qputenv("QT_QPA_PLATFORM", "xcb");
+    manager.start("openbox", {"--sm-disable", "--startup", "echo ready"});
+    EXPECT_TRUE(manager.waitForReadyRead());
+  }
+  ~ManagedScreen() {
+    for (QProcess* const process : {&manager, &server}) {
+      process->terminate();
+      process->waitForFinished();
+    }
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+  }
+
+  QProcess server, manager;
+};
+
+class WindowPlace : private ManagedScreen, public WindowTest {};
+
+TEST_F(WindowPlace, TheWindowComesBackWhereItWasWithTheSameFocus) {
+  Turn(kServerPage);
+  Find("Text(3)")->setFocus();
+  // Moved from outside, as by its user: a window that moves itself is placed for ever.
+  const QString id = QString::number(form.winId());
+  ASSERT_EQ(QProcess::execute("xdotool", {"windowmove", id, "123", "45"}), 0);
+  const auto isThere = [this] { return form.windowHandle()->position() == QPoint(123, 45); };
+  ASSERT_TRUE(QTest::qWaitFor(isThere));
+  for (int time = 0; time < 2; ++time) {
+    ToggleWindow();
+    ASSERT_TRUE(QTest::qWaitFor([] { return QGuiApplication::focusWindow() == nullptr; }));
+    ToggleWindow();
+    ASSERT_TRUE(QTest::qWaitFor([this] { return QApplication::focusWidget() == Find("Text(3)"); }));
+    EXPECT_TRUE(isThere());
+  }
+}
+
+}  // namespace
+}  // namespace quenvar
