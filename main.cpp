@@ -40,6 +40,7 @@
 #include "settings/statistics.h"
 #include "ui/correction_dialog.h"
 #include "ui/main_window.h"
+#include "ui/own_look.h"
 #include "ui/pictures.h"
 #include "ui/tray_icon.h"
 
@@ -169,8 +170,9 @@ void Outside::Release() {
 
 // Returns what the process ends with.
 int Run() {
+  OwnLook look;
   Outside outside;
-  Quenvar_Mainform window;
+  Quenvar_Mainform window(look);
   Quenvar_Correct correction(&window);
   outside.boxes.SetMainWindow(&window);
   TrayIcon trayIcon(QApplication::windowIcon());

@@ -1,6 +1,5 @@
 #include "ui/layout.h"
 
-#include <QFontDatabase>
 #include <cmath>
 
 namespace quenvar {
@@ -14,11 +13,6 @@ QFont FontOfPoints(const QString& face, double points) {
   QFont font(face);
   font.setPixelSize(static_cast<int>(std::lround(points * 96 / 72)));
   return font;
-}
-
-bool ProvideFont(const QString& face, const QString& fallbackFile) {
-  if (!QFontDatabase::hasFamily(face) && !fallbackFile.isEmpty()) QFontDatabase::addApplicationFont(fallbackFile);
-  return QFontDatabase::hasFamily(face);
 }
 
 }  // namespace quenvar

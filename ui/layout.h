@@ -26,7 +26,4 @@ void NameControl(QWidget* control, const QString& name, const QString& spokenNam
 
 QFont FontOfPoints(const QString& face, double points);
 
-/// Makes a face usable that is installed, or that lies in `fallbackFile`. False when there is neither.
-bool ProvideFont(const QString& face, const QString& fallbackFile);
-
 }  // namespace quenvar

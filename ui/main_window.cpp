@@ -27,8 +27,6 @@ namespace {
 constexpr int kWindowWidth = 7710;
 constexpr int kWindowHeight = 5685;
 constexpr std::array<int, 4> kHelpTopics = {1017, 1004, 1012, 1018};
-/// Where Debian's package fonts-wine keeps the face of the window.
-constexpr const char* kTahomaFile = "/usr/share/wine/fonts/tahoma.ttf";
 
 QGroupBox* AddFrame(QWidget* page, const QString& caption, const QRect& place) {
   auto* const frame = new QGroupBox(caption, page);
@@ -52,9 +50,7 @@ void AddLine(QWidget* client, int top, QPalette::ColorRole color) {
 
 }  // namespace
 
-Quenvar_Mainform::Quenvar_Mainform() : QMainWindow(nullptr, kFixedWindow) {
-  // A font that is asked for before its face is there stays another one.
-  ProvideFont("Tahoma", kTahomaFile);
+Quenvar_Mainform::Quenvar_Mainform(OwnLook& look) : QMainWindow(nullptr, kFixedWindow), look_(look) {
   setObjectName("Quenvar_Mainform");
   setWindowTitle("Quenvar");
   auto* const client = new QWidget(this);
@@ -149,12 +145,7 @@ void Quenvar_Mainform::AddAboutPage() {
   Frame4->setGeometry(TwipsRect(120, 480, 7335, 3735));
 }
 
-bool Quenvar_Mainform::SetFontName(const std::string& name) {
-  const QString face = QString::fromStdString(name);
-  if (!ProvideFont(face, face == "Tahoma" ? kTahomaFile : "")) return false;
-  QApplication::setFont(FontOfPoints(face, 8.25));
-  return true;
-}
+bool Quenvar_Mainform::SetFontName(const std::string& name) { return look_.SetFace(QString::fromStdString(name)); }
 
 // The window manager chooses a place for every window that comes up, unless the window has been told its position.
 void Quenvar_Mainform::ShowWindow() {

@@ -10,6 +10,7 @@
 #include "settings/options.h"
 #include "ui/context_buttons.h"
 #include "ui/log_box.h"
+#include "ui/own_look.h"
 #include "ui/page_control.h"
 #include "ui/server_table.h"
 #include "ui/statistics_frame.h"
@@ -19,7 +20,7 @@ namespace quenvar {
 /// The program's only regular window: four pages, a bar of buttons, a status line and a menu bar. Closing it hides it.
 class Quenvar_Mainform : public QMainWindow, public MainWindowView, public OptionsView {
  public:
-  Quenvar_Mainform();
+  explicit Quenvar_Mainform(OwnLook& look);
 
   LogView* Log() { return Text5; }
   StatisticsView* Statistics() { return Frame1; }
@@ -49,6 +50,7 @@ class Quenvar_Mainform : public QMainWindow, public MainWindowView, public Optio
   void TurnTo(int page);
   void ShowServerPage();
 
+  OwnLook& look_;
   // Where the window and the keyboard were when the window was hidden.
   std::optional<QPoint> place_;
   QPointer<QWidget> focus_;

@@ -3,6 +3,8 @@
 #include <QClipboard>
 #include <QScrollBar>
 #include <QToolButton>
+#include <QToolTip>
+#include <cmath>
 
 #include "platform/qt/screen_text.h"
 #include "tests/ui/window_fixture.h"
@@ -34,6 +36,60 @@ TEST_F(MainWindow, HasItsPagesAndTheButtonsOfEachPage) {
       if (button->isVisible()) seen << button->text();
     EXPECT_EQ(seen.join(' '), cases[page] + " H&elp! &Hide E&xit");
   }
+}
+
+TEST_F(MainWindow, LooksTheSameAtEveryShowAndUnderEveryTheme) {
+  const QImage first = form.grab().toImage();
+  const QFont ownFont = QApplication::font();
+  const QPalette ownColors = QApplication::palette();
+  const QPalette dark(Qt::black);
+  const QFont large("Courier New", 20);
+  const std::function<void()> disturbances[] = {
+      [] {
+        ToggleWindow();
+        QWidget other;
+        other.show();
+        EXPECT_TRUE(QTest::qWaitForWindowActive(&other));
+        ToggleWindow();
+      },
+      [this] {
+        Turn(kLogPage);
+        Turn(kSystemPage);
+      },
+      [&] { QApplication::setPalette(dark); },
+      [&] { QApplication::setFont(large); },
+      [&] {
+        QApplication::setFont(large, "QMenu");
+        QToolTip::setPalette(dark);
+        QEvent change(QEvent::ThemeChange);
+        QApplication::sendEvent(&form, &change);
+      },
+  };
+  for (const auto& disturb : disturbances) {
+    disturb();
+    SCOPED_TRACE(&disturb - disturbances);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return form.grab().toImage() == first; }));
+    EXPECT_TRUE(QApplication::font("QMenu") == ownFont && QToolTip::palette() == ownColors);
+  }
+}
+
+TEST_F(MainWindow, DisabledTextCanBeRead) {
+  const auto light = [](const QColor& color) {
+    const auto linear = [](double part) {
+      return part <= 0.04045 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
+    };
+    return 0.05 + 0.2126 * linear(color.redF()) + 0.7152 * linear(color.greenF()) + 0.0722 * linear(color.blueF());
+  };
+  const QPalette colors = QApplication::palette();
+  const std::pair<QPalette::ColorRole, QColor> cases[] = {
+      {QPalette::WindowText, colors.color(QPalette::Window)},
+      {QPalette::ButtonText, colors.color(QPalette::Button)},
+      {QPalette::Text, Qt::white},
+      {QPalette::Text, colors.color(QPalette::Disabled, QPalette::Base)},
+      {QPalette::Text, colors.color(QPalette::Disabled, QPalette::Highlight)},
+  };
+  for (const auto& [role, background] : cases)
+    EXPECT_GE(light(background) / light(colors.color(QPalette::Disabled, role)), 4.5) << role;
 }
 
 TEST_F(MainWindow, TheFirstButtonClearsWhatThePageShowsAndTheSecondAsksFirst) {

@@ -55,7 +55,8 @@ class WindowTest : public Service {
 
   FakeRecordStore records;
   TestApplication<QApplication> application;
-  Quenvar_Mainform form;
+  OwnLook look;
+  Quenvar_Mainform form{look};
   Quenvar_Correct dialog{&form};
   QTabBar* pages = form.findChild<QTabBar*>();
   QPlainTextEdit* log = form.findChild<QPlainTextEdit*>();
