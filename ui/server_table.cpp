@@ -8,8 +8,10 @@
 #include <tuple>
 #include <utility>
 
+#include "base/text.h"
 #include "engine/window_state.h"
 #include "platform/qt/screen_text.h"
+#include "settings/address.h"
 #include "settings/statistics.h"
 #include "ui/hints.h"
 #include "ui/keyboard_order.h"
@@ -64,6 +66,11 @@ TableCell::TableCell(QWidget* table) : QLineEdit(table) {
   });
 }
 
+void TableCell::ShowText(const QString& text) {
+  setText(text);
+  if (!hasFocus()) home(false);
+}
+
 void TableCell::focusInEvent(QFocusEvent* event) {
   QLineEdit::focusInEvent(event);
   if (entered) entered();
@@ -71,7 +78,14 @@ void TableCell::focusInEvent(QFocusEvent* event) {
 
 void TableCell::focusOutEvent(QFocusEvent* event) {
   QLineEdit::focusOutEvent(event);
-  if (left && !OnlyAway(event->reason())) left();
+  if (OnlyAway(event->reason())) return;
+  home(false);
+  if (left) left();
+}
+
+bool TableCell::focusNextPrevChild(bool next) {
+  if (next && goesOn) goesOn();
+  return QLineEdit::focusNextPrevChild(next);
 }
 
 // Enter goes on to the next cell. The window hears of Esc too.
@@ -132,6 +146,7 @@ void ServerTable::AddAddressCell(int row, int y) {
   SetBaseColor(cell, Qt::white);
   cell->entered = [row] { FocusRow = static_cast<std::int16_t>(row); };
   cell->escaped = [this, row] { SetAddressCell(row, ServerAddress[Slot(row)]); };
+  cell->goesOn = [this, row] { OpenDescription(row); };
   cell->left = [this, row] { EndAddressEdit(row); };
   SetHint(cell, [row] {
     ShowStatusHint(ServerAddress[Slot(row)].empty() ? "Add the IP number of a name server here"
@@ -187,14 +202,15 @@ void ServerTable::ShowRows() {
 
 void ServerTable::ShowRow(int row) {
   const std::size_t slot = Slot(row);
-  if (row != FocusRow && std::find(endedEdits_.begin(), endedEdits_.end(), row) == endedEdits_.end()) ShowTexts(row);
+  const bool edited = std::find(endedEdits_.begin(), endedEdits_.end(), row) != endedEdits_.end();
+  if (row != FocusRow && !edited) ShowTexts(row);
   Proz[slot]->setText(QString::fromStdString(ServerShareText(row)));
   ShowIndicator(row);
   Check[slot]->setEnabled(IsServerUsable(row));
   const bool enabled = ServerEnabled[slot] == kTrue;
   Check[slot]->setChecked(enabled);
   Text[slot]->setEnabled(true);
-  Desc[slot]->setEnabled(enabled);
+  if (!edited) Desc[slot]->setEnabled(enabled);
   Proz[slot]->setEnabled(enabled);
   if (enabled)
     Check[slot]->show();
@@ -203,8 +219,8 @@ void ServerTable::ShowRow(int row) {
 }
 
 void ServerTable::ShowTexts(int row) {
-  Text[Slot(row)]->setText(ToScreen(ServerAddress[Slot(row)]));
-  Desc[Slot(row)]->setText(ToScreen(ServerDescription[Slot(row)]));
+  Text[Slot(row)]->ShowText(ToScreen(ServerAddress[Slot(row)]));
+  Desc[Slot(row)]->ShowText(ToScreen(ServerDescription[Slot(row)]));
   ShowDescriptionColor(row);
 }
 
@@ -223,12 +239,12 @@ void ServerTable::ShowIndicator(int row) {
 }
 
 void ServerTable::SetAddressCell(int row, const std::string& text) {
-  Text[Slot(row)]->setText(ToScreen(text));
+  Text[Slot(row)]->ShowText(ToScreen(text));
   ShowDescriptionColor(row);
 }
 
 void ServerTable::SetDescriptionCell(int row, const std::string& text) {
-  Desc[Slot(row)]->setText(ToScreen(text));
+  Desc[Slot(row)]->ShowText(ToScreen(text));
   ShowDescriptionColor(row);
 }
 
@@ -247,6 +263,13 @@ void ServerTable::ShowAnswering(int row) { ShowIndicator(row); }
 void ServerTable::FocusAddressCell(int row) { Text[Slot(row)]->setFocus(); }
 
 void ServerTable::SelectAddressText(int row) { Text[Slot(row)]->selectAll(); }
+
+// The address is taken only after the key that ends it, but the key has to find the description of a new row open.
+void ServerTable::OpenDescription(int row) {
+  const std::string typed = FromScreen(Text[Slot(row)]->text());
+  if (ServerAddress[Slot(row)].empty() && ValidateAddress(std::string(Trim(typed))).empty())
+    Desc[Slot(row)]->setEnabled(true);
+}
 
 // The edit is looked at when the click or key that ended it has had its effect: the box that may come up would swallow
 // the rest of it. What the box itself moves out of a cell is no edit.

@@ -23,7 +23,12 @@ class TableCell : public QLineEdit {
  public:
   explicit TableCell(QWidget* table);
 
+  /// From its beginning, unless the user is in it.
+  void ShowText(const QString& text);
+
   std::function<void()> entered;
+  /// A key is about to move the focus to the next control.
+  std::function<void()> goesOn;
   /// The focus went to another control of the window. Leaving the window or opening a menu does not count.
   std::function<void()> left;
   std::function<void()> escaped;
@@ -31,6 +36,7 @@ class TableCell : public QLineEdit {
  protected:
   void focusInEvent(QFocusEvent* event) override;
   void focusOutEvent(QFocusEvent* event) override;
+  bool focusNextPrevChild(bool next) override;
   void keyPressEvent(QKeyEvent* event) override;
 };
 
@@ -70,6 +76,7 @@ class ServerTable : public QGroupBox, public ServerTableView {
   void ShowTexts(int row);
   void ShowDescriptionColor(int row);
   void ShowIndicator(int row);
+  void OpenDescription(int row);
   void EndAddressEdit(int row);
   void CommitEndedEdits();
 

@@ -77,13 +77,15 @@ TEST_F(Table, ATypedAddressMakesARowAndAnEmptiedOneClearsIt) {
   EXPECT_EQ(Row(2), "[ ] , , 0%, fixed, off, grey");
   Type(Address(2), "10.1.0.3");
   QTest::keyClick(Address(2), Qt::Key_Return);
+  EXPECT_EQ(form.focusWidget(), Cell("Desc", 2)) << "which is in use by now";
   EXPECT_EQ(Row(2), "[x] 10.1.0.3, , 0%, No answer yet from Nameserver");
   EXPECT_EQ(std::pair(ServerAddress[2], ServerListChanged), std::pair(std::string("10.1.0.3"), kTrue));
   EXPECT_EQ(profile.written.size(), 41u) << "the name servers only";
-  Type(Cell("Desc", 2), "");
+  Cell("Desc", 2)->clear();
   Cell("Desc", 2)->insert(QStringLiteral("\u00E4\u20AC\u0416"));
   QTest::keyClick(Cell("Desc", 2), Qt::Key_Tab);
   EXPECT_EQ(ServerDescription[2], "\u00E4\u20AC\u0416");
+  EXPECT_EQ(Cell("Desc", 2)->cursorPosition(), 0) << "the beginning of a long one is seen";
   EXPECT_EQ(FocusRow, -1);
   Type(Address(0), " 10.1.0.9 ");
   QTest::keyClick(Address(0), Qt::Key_Tab);
@@ -103,6 +105,8 @@ TEST_F(Table, ARefreshLeavesTheRowAloneThatIsTypedIn) {
   ServerResponded[0] = kTrue;
   MakeListView();
   EXPECT_EQ(Row(1), "[x] 10.1.0.2, new, 66.7%, No answer yet from Nameserver");
+  EXPECT_EQ(Cell("Desc", 1)->cursorPosition(), 0) << "the beginning is seen where no one types";
+  EXPECT_EQ(Address(0)->cursorPosition(), 5);
   EXPECT_EQ(Row(0), "[x] 10.1., first, 33.3%, This Nameservers is working!");
   for (const Qt::FocusReason reason : {Qt::ActiveWindowFocusReason, Qt::PopupFocusReason, Qt::MenuBarFocusReason}) {
     QFocusEvent away(QEvent::FocusOut, reason);
