@@ -26,7 +26,7 @@ class MatchQuestionPath : public Service {
   /// Every query has a port of its own.
   void Ask(const std::string& query) { AskFrom(++lastPort, query); }
   void AskFrom(std::int32_t port, const std::string& query) {
-    OnClientDatagram(query, "10.0.0.9", port);
+    OnClientDatagram(query, "127.0.0.1", port);
     const PendingRequest& request = PendingTable[static_cast<std::size_t>(PendingCount) - 1];
     if (PendingCount > 0) forwardedAs[query.substr(0, 2)] = Bytes16(request.OwnIdentifier);
   }
@@ -91,6 +91,75 @@ TEST_F(MatchQuestionPath, AHitAgesAndEnds) {
   EXPECT_EQ(GotFor(asked("")), Messages());
   clock.second -= 61;
   EXPECT_EQ(GotFor(asked("")), Messages()) << "stored in the future";
+}
+
+// Askers without EDNS (n), with EDNS and 512 or 4096 bytes (e, E), with DO (D), and with CD (C).
+TEST_F(MatchQuestionPath, NobodyGetsWhatHeCannotTake) {
+  const std::string askers = "neEDC";
+  const auto plain = [&](char asker) { return QueryFor("name.example", kA, static_cast<std::uint16_t>(asker)); };
+  const auto query = [&](char asker) {
+    if (asker == 'n') return plain(asker);
+    std::string asked = WithOpt(plain(asker), asker == 'e' ? 0 : 4096, asker == 'D' ? 0x8000 : 0);
+    return asker == 'C' ? asked.replace(3, 1, "\x10") : asked;
+  };
+  const auto answer = [&](char asker, std::size_t bytes, bool opt) {
+    const std::string suffix = opt ? WithOpt(plain(asker), 1232).substr(plain(asker).size()) : "";
+    const std::size_t data = bytes - plain(asker).size() - suffix.size() - 12;
+    return ReplyTo(plain(asker), opt ? "101" : "100", Record(kA, 60, std::string(data, 'x')) + suffix);
+  };
+  const auto takers = [&] {
+    std::string letters;
+    for (const std::string& got : Got()) letters += got.size() > plain('n').size() ? got.substr(1, 1) : "-";
+    std::sort(letters.begin(), letters.end());
+    return letters;
+  };
+  const std::tuple<char, std::size_t, bool, std::string, std::string> cases[] = {
+      {'E', 512, true, "Ee", "Ee"}, {'E', 513, true, "E", "E"},  {'D', 900, true, "D", "D"},
+      {'C', 900, true, "C", "C"},   {'n', 512, false, "n", "n"}, {'n', 512, true, "-", ""},
+      {'n', 513, false, "-", ""},   {'e', 513, true, "-E", "E"}};
+  for (const auto& [first, bytes, opt, atOnce, later] : cases) {
+    SCOPED_TRACE(std::string(1, first) + std::to_string(bytes));
+    records.records.clear();
+    PendingCount = 0;
+    for (const char asker : askers) Ask(query(asker));
+    Answer(answer(first, bytes, opt));
+    EXPECT_EQ(takers(), atOnce);
+    PendingCount = 0;
+    for (const char asker : askers) Ask(query(asker));
+    EXPECT_EQ(takers(), later);
+  }
+}
+
+TEST_F(MatchQuestionPath, ARetryTakesItsRequestsPlaceAndTheOldestMakesRoom) {
+  for (int turn = 0; turn < 2; ++turn) AskFrom(1, QueryFor("again.example"));
+  EXPECT_EQ(PendingCount, 1);
+  for (std::int32_t port = 2; port <= 301; ++port) {
+    clock.now += 1;
+    AskFrom(port, QueryFor("same.example"));
+  }
+  EXPECT_EQ(std::tuple(PendingCount, ServerEnabled[0], boxes.shown.size()), std::tuple(kPendingSlots, kTrue, 0u));
+  Answer(ReplyTo(QueryFor("same.example"), "100", Record(kA, 60)));
+  EXPECT_EQ(std::tuple(TOTALQ, ADNS, NOTANSWERED, PendingCount), std::tuple(302, 300, 2, 0));
+}
+
+TEST_F(MatchQuestionPath, ALoopSwitchesTheServersOff) {
+  for (const std::string loop : {"server", "own port", "identifier", "one host", "many hosts"}) {
+    SCOPED_TRACE(loop);
+    PendingCount = 0;
+    boxes.shown.clear();
+    SetServer(0, "010.1.0.1");
+    for (int i = 0; i <= kPendingSlots; ++i) {
+      const std::uint16_t back = PendingTable[static_cast<std::size_t>(std::max(PendingCount - 1, 0))].OwnIdentifier;
+      const std::uint16_t identifier = loop == "identifier" ? back : static_cast<std::uint16_t>(i);
+      const std::string host = loop == "many hosts" ? "10.0.0." + std::to_string(i % 200) : "10.0.0.9";
+      const std::string name =
+          loop == "one host" || loop == "many hosts" || loop == "identifier" ? "" : std::to_string(i);
+      OnClientDatagram(QueryFor(name + ".example", kA, identifier), loop == "server" ? "10.1.0.1" : host,
+                       loop == "own port" ? ports.ports[0]->localPort : i);
+    }
+    EXPECT_EQ(boxes.shown.size(), loop == "many hosts" ? 0u : 1u);
+    EXPECT_EQ(ServerEnabled[0], loop == "many hosts" ? kTrue : kFalse);
+  }
 }
 
 TEST_F(MatchQuestionPath, OnlyTheAnswerToAQueryCountsAndNotAllAreStored) {
