@@ -21,11 +21,18 @@ constexpr const char* kCreateTable =
     "COMMIT";
 
 // Nobody misses a copy that was not finished.
-constexpr const char* kCopySettings = "PRAGMA journal_mode=OFF; PRAGMA synchronous=OFF; BEGIN";
+constexpr const char* kCopySettings = "PRAGMA copy.journal_mode=OFF; PRAGMA copy.synchronous=OFF";
+constexpr const char* kRescueSettings = "PRAGMA journal_mode=OFF; PRAGMA synchronous=OFF; BEGIN";
 
-// Without the index, which may lack some of the records. In the order of keys, so that the copy's pages get full; the
-// one tree has this order already.
-constexpr const char* kReadInOrder = "SELECT IPNAME, IPNUMBER FROM ipcache NOT INDEXED ORDER BY IPNAME";
+// With the star, SQLite sees that it can take over the records of one tree as they are.
+constexpr const char* kCopyTree = "INSERT INTO copy.ipcache SELECT * FROM main.ipcache";
+
+// Without the index, which may lack some of the records; the same name may then have been stored once more. In the
+// order of keys, so that the copy's pages get full.
+constexpr const char* kCopyTable =
+    "INSERT OR REPLACE INTO copy.ipcache (IPNAME, IPNUMBER)"
+    " SELECT IPNAME, IPNUMBER FROM main.ipcache NOT INDEXED ORDER BY IPNAME";
+
 constexpr const char* kRead = "SELECT IPNAME, IPNUMBER FROM ipcache NOT INDEXED";
 
 constexpr std::size_t kLongestField = 255;
@@ -75,22 +82,17 @@ bool HasIndex(SqliteConnection& connection) {
   return connection.Query("SELECT name FROM sqlite_schema WHERE name = 'IPIndex'") == "IPIndex";
 }
 
-RecordStore::Result CopyRecords(SqliteConnection& from, SqliteConnection& to) {
-  const SqliteStatement read = from.Prepare(kReadInOrder);
-  if (!read) return from.LastFailure();
-  if (RecordStore::Result begun = to.Execute(kCopySettings); begun.Failed()) return begun;
-  // Where the index lacked a record, the same name may have been stored once more.
-  const SqliteStatement insert = to.Prepare("INSERT OR REPLACE INTO ipcache (IPNAME, IPNUMBER) VALUES (?1, ?2)");
-  if (!insert) return to.LastFailure();
-  int step = SQLITE_OK;
-  while ((step = sqlite3_step(read.get())) == SQLITE_ROW) {
-    if (!Insert(insert, read)) return to.LastFailure();
-  }
-  return step == SQLITE_DONE ? to.Execute("COMMIT") : from.LastFailure();
+RecordStore::Result CopyRecords(SqliteConnection& from, const std::string& newPath) {
+  const SqliteStatement attach = from.Prepare("ATTACH ?1 AS copy");
+  if (!attach || !BindText(attach, 1, newPath) || !Run(attach)) return from.LastFailure();
+  if (RecordStore::Result prepared = from.Execute(kCopySettings); prepared.Failed()) return prepared;
+  return from.Execute(HasIndex(from) ? kCopyTable : kCopyTree);
 }
 
-RecordStore::Result CopyReadableRecords(SqliteConnection& from, SqliteConnection& to) {
-  RecordStore::Result result = to.Execute(kCopySettings);
+RecordStore::Result CopyReadableRecords(SqliteConnection& from, const std::string& newPath) {
+  SqliteConnection to;
+  RecordStore::Result result = to.Open(newPath);
+  if (!result.Failed()) result = to.Execute(kRescueSettings);
   for (const char* direction : {"PRAGMA reverse_unordered_selects=OFF", "PRAGMA reverse_unordered_selects=ON"}) {
     if (!result.Failed()) result = from.Execute(direction);
     if (!result.Failed()) result = CopyUpToDamage(from, to);

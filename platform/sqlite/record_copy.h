@@ -17,11 +17,12 @@ RecordStore::Result CreateDatabase(const std::string& path);
 /// True for a table with an index beside it.
 bool HasIndex(SqliteConnection& connection);
 
-/// Copies all records of a sound file into the empty table of a new one. What breaks off leaves no usable copy.
-RecordStore::Result CopyRecords(SqliteConnection& from, SqliteConnection& to);
+/// Copies all records of a sound file into the empty table of the one under `newPath`. What breaks off leaves no usable
+/// copy.
+RecordStore::Result CopyRecords(SqliteConnection& from, const std::string& newPath);
 
 /// The same with those records of a damaged file that can still be read, from one end or the other, and that a look-up
 /// of their key does not contradict. Fails where not even the table can be found, and when they could not be written.
-RecordStore::Result CopyReadableRecords(SqliteConnection& from, SqliteConnection& to);
+RecordStore::Result CopyReadableRecords(SqliteConnection& from, const std::string& newPath);
 
 }  // namespace quenvar

@@ -100,9 +100,7 @@ RecordStore::Result SqliteRecordStore::BuildCopy(const std::string& path, const 
   if (Result opened = OpenAlone(from, path); opened.Failed()) return opened;
   ReportWork(from);
   if (Result created = CreateDatabase(workPath); created.Failed()) return created;
-  SqliteConnection to;
-  if (Result opened = to.Open(workPath); opened.Failed()) return opened;
-  return copy(from, to);
+  return copy(from, workPath);
 }
 
 // The file goes first, and for good, so that what happens next, the program's end included, leaves no record of it. In

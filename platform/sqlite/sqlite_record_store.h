@@ -50,7 +50,7 @@ class SqliteRecordStore : public RecordStore {
   void Rollback() override;
 
  private:
-  using Copy = Result (*)(SqliteConnection& from, SqliteConnection& to);
+  using Copy = Result (*)(SqliteConnection& from, const std::string& newPath);
 
   Result Replace(const std::string& path, const std::string& workPath, const std::function<Result()>& build);
   Result BuildCopy(const std::string& path, const std::string& workPath, Copy copy);
