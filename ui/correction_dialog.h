@@ -1,11 +1,13 @@
 #pragma once
 
 #include <QDialog>
-#include <QLabel>
+#include <QScrollArea>
 
 #include "settings/server_table_view.h"
 
 namespace quenvar {
+
+class WrappedLabel;
 
 /// What the last question was about, and its answer: 1 to correct, 0 to cancel.
 extern std::string CorrectMessage;
@@ -25,9 +27,11 @@ class Quenvar_Correct : public QDialog, public CorrectionDialog {
 
  private:
   void AddButton(const QString& name, const QString& caption, std::int16_t result);
+  void ShowMessage();
   void Answer(std::int16_t result);
 
-  QLabel* Label1;
+  QScrollArea* page_;
+  WrappedLabel* Label1;
 };
 
 }  // namespace quenvar

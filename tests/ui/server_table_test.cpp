@@ -1,5 +1,6 @@
 #include "ui/server_table.h"
 
+#include <QPushButton>
 #include <QTimer>
 
 #include "tests/ui/window_fixture.h"
@@ -159,6 +160,23 @@ TEST_F(Table, AWrongAddressIsAskedAboutAndTheFrameRepeatsTheAnswer) {
   }
   EXPECT_EQ(events.runs, 4);
   EXPECT_EQ(ServerAddress[0] + ServerAddress[5], "10.1.0.1") << "edits that end within the question do nothing";
+}
+
+TEST_F(Table, AQuestionShowsItsWholeTextAndFitsOnTheScreen) {
+  // The picture of its upper half, without the buttons.
+  const auto ask = [this](const std::string& text) {
+    QImage seen;
+    QTimer::singleShot(0, &dialog, [&] {
+      seen = dialog.grab({0, 0, dialog.width(), dialog.findChild<QPushButton*>()->y()}).toImage();
+      EXPECT_LE(dialog.height(), dialog.screen()->availableGeometry().height());
+      dialog.reject();
+    });
+    dialog.AskCorrection(text, "title");
+    return seen;
+  };
+  const std::string unbroken(80, 'x');
+  EXPECT_TRUE(ask(unbroken + "a") != ask(unbroken + "b")) << "the last letter is cut off";
+  ask(std::string(30000, 'x') + std::string(1000, '\n'));
 }
 
 TEST_F(Table, HidingTakesWhatIsTypedAndPastedBreaksAreBlanks) {
