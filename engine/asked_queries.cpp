@@ -18,6 +18,7 @@ namespace {
 struct Asking {
   AskedPort port = 0;
   std::uint16_t rows = 0;
+  bool underWay = false;  // as far as is known: its request may have left the table
 };
 
 constexpr std::size_t kIdentifiers = 65536;
@@ -47,7 +48,8 @@ int FindRequest(Condition condition) {
 }
 
 bool IsUnderWay(std::uint16_t identifier) {
-  return FindRequest([&](const PendingRequest& request) { return request.OwnIdentifier == identifier; }) != -1;
+  return AskingWith(identifier).underWay &&
+         FindRequest([&](const PendingRequest& request) { return request.OwnIdentifier == identifier; }) != -1;
 }
 
 }  // namespace
@@ -57,7 +59,7 @@ void BeginAsking(PendingRequest& request) {
     request.OwnIdentifier = platform.process->SecretNumber();
   } while (IsUnderWay(request.OwnIdentifier));
   request.AskedFrom = PortForQueries();
-  AskingWith(request.OwnIdentifier) = {request.AskedFrom, 0};
+  AskingWith(request.OwnIdentifier) = {request.AskedFrom, 0, true};
 }
 
 void AskServer(std::size_t row, std::string_view query) {
@@ -83,7 +85,10 @@ std::uint16_t RowsAsked(std::string_view answer, AskedPort port) {
   return static_cast<std::uint16_t>(rows);
 }
 
+void EndAsking(const PendingRequest& request) { AskingWith(request.OwnIdentifier).underWay = false; }
+
 int FindAsked(std::string_view answer, AskedPort port) {
+  if (answer.size() < kIdentifierBytes || AskingWith(Identifier(answer)).port != port || port == 0) return -1;
   return FindRequest([&, identifier = Identifier(answer)](const PendingRequest& request) {
     return request.OwnIdentifier == identifier && request.AskedFrom == port;
   });

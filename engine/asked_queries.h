@@ -12,6 +12,9 @@ namespace quenvar {
 /// Gives the request the port that queries leave from now, and an identifier that no request of the pending table has.
 void BeginAsking(PendingRequest& request);
 
+/// The request is about to leave the table: another one may have its identifier.
+void EndAsking(const PendingRequest& request);
+
 /// Sends a query, which begins with the identifier of its request, to the server of a row.
 void AskServer(std::size_t row, std::string_view query);
 

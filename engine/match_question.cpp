@@ -128,8 +128,8 @@ std::string MatchQuestionRules::KeyOf(std::string_view query) {
 }
 
 std::string MatchQuestionRules::KeyOfAnswer(std::string_view answer) {
-  const int index = FindAsked(answer, ArrivalPort());
-  return index == -1 ? std::string(1, kNameEnd) : Request(index).Name;
+  asked_ = FindAsked(answer, ArrivalPort());
+  return asked_ == -1 ? std::string(1, kNameEnd) : Request(asked_).Name;
 }
 
 std::string MatchQuestionRules::ShownName(const std::string& key) {
@@ -137,7 +137,7 @@ std::string MatchQuestionRules::ShownName(const std::string& key) {
 }
 
 void MatchQuestionRules::Describe(PendingRequest& request, std::string_view query) {
-  request.Identifier = query.substr(0, kIdentifierBytes);
+  request.Identifier = Identifier(query);
   request.OpenRows = RowsWhere(CanAnswer);
   if (!AsksQuestion(request.Name)) return;
   const AskerAbility ability = *ReadAbility(query);
@@ -170,7 +170,8 @@ std::string MatchQuestionRules::StoredAnswer(const PendingRequest& request) {
   answer.resize(size);
   if (age >= Lifetime(answer) || !HasQuestion(answer, request.Question) || !Fits(request, answer)) return {};
   ReduceLifetimes(answer, static_cast<std::uint32_t>(age));
-  return answer.replace(0, kIdentifierBytes, request.Identifier);
+  SetIdentifier(answer, request.Identifier);
+  return answer;
 }
 
 Verdict MatchQuestionRules::Judge(const std::string& key, std::string_view answer, const std::string& serverAddress,
@@ -182,15 +183,16 @@ Verdict MatchQuestionRules::Judge(const std::string& key, std::string_view answe
     return Holds(asked, row) && CanAnswer(row) && IsSameAddress(ServerAddress[row], serverAddress);
   });
   if (rows == 0) return Verdict::Ignore;
-  const int index = FindAsked(answer, port);
-  if (index != -1 && AsksQuestion(key) && !HasQuestion(answer, Request(index).Question)) return Verdict::Ignore;
+  if (asked_ != -1 && AsksQuestion(key) && !HasQuestion(answer, Request(asked_).Question)) return Verdict::Ignore;
   EndSilence(rows);
-  if (index == -1) return Verdict::Note;
-  PendingRequest& request = Request(index);
+  if (asked_ == -1) return Verdict::Note;
+  PendingRequest& request = Request(asked_);
   request.OpenRows = static_cast<std::uint16_t>(request.OpenRows & ~rows);
-  if (!IsFailure(key, answer) || !request.Waits()) return Verdict::Deliver;
-  NoteSilence(request);
-  return IsHeldBack(request) ? Verdict::Note : Verdict::Deliver;
+  const bool failure = IsFailure(key, answer) && request.Waits();
+  if (failure) NoteSilence(request);
+  if (failure && IsHeldBack(request)) return Verdict::Note;
+  EndAsking(request);
+  return Verdict::Deliver;
 }
 
 void MatchQuestionRules::EndSilence(std::uint16_t rows) {
@@ -218,6 +220,8 @@ void MatchQuestionRules::Store(const std::string& key, std::string_view answer) 
   std::string entry;
   entry.reserve(answer.size() + kTimeBytes);
   entry = answer;
+  // An answer that comes again within the second is then the same entry, and need not be written.
+  SetIdentifier(entry, 0);
   BlankCookies(entry, {});
   CacheStore(key, entry += TimeBytes(platform.clock->UnixSecond()));
 }
@@ -237,7 +241,7 @@ int MatchQuestionRules::FindReceiver(const std::string& key, std::string_view an
 std::string_view MatchQuestionRules::AnswerFor(const PendingRequest& request, std::string_view answer,
                                                std::string& copy) {
   copy = answer;
-  copy.replace(0, kIdentifierBytes, request.Identifier);
+  SetIdentifier(copy, request.Identifier);
   const std::string& question = request.Question;
   if (question.empty()) return copy;
   BlankCookies(copy, request.Cookie);
@@ -247,8 +251,12 @@ std::string_view MatchQuestionRules::AnswerFor(const PendingRequest& request, st
 }
 
 int MatchQuestionRules::FindSettled(const std::string& /*key*/, std::string_view answer) {
-  return FindOldest(
-      [&](const PendingRequest& request) { return !request.Waits() && request.OwnIdentifier == Identifier(answer); });
+  const auto isSettled = [identifier = Identifier(answer)](const PendingRequest& request) {
+    return !request.Waits() && request.OwnIdentifier == identifier;
+  };
+  // It stands where it was found, unless others were answered since.
+  if (asked_ >= 0 && asked_ < PendingCount && isSettled(Request(asked_))) return asked_;
+  return FindOldest(isSettled);
 }
 
 }  // namespace quenvar

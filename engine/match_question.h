@@ -54,6 +54,9 @@ class MatchQuestionRules final : public AnswerRules {
   /// True while a server that was asked, and has not been silent for long, may still answer the request.
   bool IsHeldBack(const PendingRequest& request) const;
 
+  /// The index of the request that the answer at hand belongs to, as KeyOfAnswer has found it; -1 for none.
+  int asked_ = -1;
+
   /// For each row, the tick since which a failure has been held back for its sake without a word from it.
   std::array<std::optional<std::int32_t>, kServerRows> silentSince_;
 };

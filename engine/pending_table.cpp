@@ -33,8 +33,10 @@ std::string PendingRequest::ClientAddressText() const {
 }
 
 PendingRequest MakeRequest(const std::string& name, std::string_view clientAddress, std::int32_t clientPort) {
-  PendingRequest request{
-      name, {}, clientPort, platform.clock->MillisecondTick(), kStillWaiting, 0, {}, {}, {}, false, 0, 0, 0, 0};
+  PendingRequest request;
+  request.Name = name;
+  request.ClientPort = clientPort;
+  request.SentAt = platform.clock->MillisecondTick();
   request.ClientAddress.fill(' ');
   clientAddress.copy(request.ClientAddress.data(), request.ClientAddress.size());
   return request;

@@ -8,7 +8,6 @@
 #include "base/numbers.h"
 #include "base/text.h"
 #include "engine/asked_queries.h"
-#include "engine/message_reader.h"
 #include "platform/clock.h"
 #include "platform/platform.h"
 #include "settings/address.h"
@@ -58,7 +57,7 @@ std::vector<Address> EnabledServers() {
 bool ComesBack(const PendingRequest& request, const std::vector<Address>& servers) {
   const Address client = ReadHostAddress(request.ClientAddressText());
   return IsAskedPortNumber(request.ClientPort) || std::find(servers.begin(), servers.end(), client) != servers.end() ||
-         WasJustForwarded(Identifier(request.Identifier), request.Name);
+         WasJustForwarded(request.Identifier, request.Name);
 }
 
 // A third host on the way makes the queries of a loop look like another host's own.
