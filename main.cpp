@@ -113,8 +113,8 @@ struct Outside {
   QTimer flushTimer;
   SqliteRecordStore records{&waitNotice, [this] { flushTimer.start(); }};
   QtTimer timer1{&OnTimer1};
+  SocketUdpPort downstream{events};  // before the others: an answer to a client leaves before its query goes on
   SocketUdpPort upstream{events};
-  SocketUdpPort downstream{events};
   SocketUdpPorts ports{events};
   QtTimer portTimer{&OnPortTimer};
   SocketTcpListener listener;

@@ -22,7 +22,7 @@ QtEventLoop::QtEventLoop() {
 int QtEventLoop::Run() { return quit_ ? status_ : QCoreApplication::exec(); }
 
 void QtEventLoop::EndBatch() {
-  for (auto work = atEndOfBatch_.rbegin(); work != atEndOfBatch_.rend(); ++work) (*work)();
+  for (const auto& work : atEndOfBatch_) work();
 }
 
 void QtEventLoop::RunPendingEvents() {

@@ -35,8 +35,8 @@ class QtEventLoop final : public EventLoop {
     QtEventLoop& events_;
   };
   bool InBatch() const { return batches_ > 0; }
-  /// Whenever a batch ends, other events get their turn, or the thread is about to wait, this is done, the work that
-  /// was given last first.
+  /// Whenever a batch ends, other events get their turn, or the thread is about to wait, this is done, in the order in
+  /// which it was given.
   void AtEndOfBatch(std::function<void()> work) { atEndOfBatch_.push_back(std::move(work)); }
 
   /// The thread has just come from the message loop: nothing has had to wait so far.

@@ -16,8 +16,18 @@ extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size) {
   }
   const std::uint32_t seconds = Lifetime(message);
   Require(seconds == 0 || records.Complete());
-  BlankCookies(message, {});
+  const auto ability = ReadAbility(message);
+  Require(!ability || (ability->speaksEdns == HasOpt(message) && ability->answerBytes >= kPlainAnswerBytes));
+  Require(!ability || ability->clientCookie.empty() || ability->clientCookie.size() == 8);
+  const std::string cookie(ability ? ability->clientCookie : "");
+  BlankCookies(message, cookie);
+  const auto blanked = ReadAbility(message);
+  Require(!ability || (blanked && blanked->clientCookie == cookie));
   ReduceLifetimes(message, seconds);
   Require(message.size() == size);
+  if (const auto question = ReadQuestion(message)) {
+    CutToQuestion(message, *question);
+    Require(IsTruncated(message) && RecordReader(message).Complete());
+  }
   return 0;
 }
