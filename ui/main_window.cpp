@@ -98,15 +98,16 @@ void Quenvar_Mainform::AddBottom() {
   AddLine(centralWidget(), 5295, QPalette::Dark);
   AddLine(centralWidget(), 5310, QPalette::Light);
   auto* const hlp = new QLabel(centralWidget());
-  NameControl(hlp, "hlp", "Status");
+  hlp->setObjectName("hlp");
   hlp->setTextFormat(Qt::PlainText);
   hlp->setGeometry(TwipsRect(0, 5400, 7815, 220));
   UseStatusLine(hlp);
   SetHint(hlp, [] {});
-  // Kept outside of what can be seen.
+  // Kept outside of what can be seen, and hidden from screen readers too.
   auto* const Command1 = new QPushButton("Command1", centralWidget());
-  NameControl(Command1, "Command1", Command1->text());
+  Command1->setObjectName("Command1");
   Command1->setGeometry(TwipsRect(9120, 7200, 2415, 495));
+  Command1->hide();
   connect(Command1, &QPushButton::clicked, &ClearStatistics);
 }
 

@@ -10,6 +10,7 @@ class ShareBar : public QFrame {
   ShareBar(QWidget* parent, const QColor& fill);
 
   void SetPercent(double share);
+  int WholePercent() const { return static_cast<int>(percent_); }
 
  protected:
   void paintEvent(QPaintEvent* event) override;

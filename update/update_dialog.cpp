@@ -101,7 +101,7 @@ void Quenvar_UpdateCheck::AddBottom() {
   connect(SSCommand2, &QPushButton::clicked, &DownloadUpdate);
   SSCommand2->hide();
   SSCommand1 = new QPushButton("&Cancel", this);
-  NameControl(SSCommand1, "SSCommand1", "Close window");
+  SSCommand1->setObjectName("SSCommand1");
   connect(SSCommand1, &QPushButton::clicked, &CancelUpdate);
   GiveEnterTo(SSCommand1);
   Line1 = new QFrame(this);
