@@ -42,7 +42,7 @@ class WrappedLabel : public QLabel {
 
   void SetMessage(const QString& message) {
     setText(message);
-    lines_.setText(message);
+    lines_.setText(QString(message).replace('\n', QChar::LineSeparator));
     lines_.prepare({}, font());
     resize(kTextWidth, static_cast<int>(std::ceil(lines_.size().height())));
   }
