@@ -92,6 +92,8 @@ TEST_F(MainWindow, TheTabKeyReachesTheControlsOfThePageAndNoOptions) {
             "Text(7) Text(8) Text(9) b1 b5 b6 b7");
   Turn(kLogPage);
   EXPECT_EQ(TabOrder(), "Text5 b1 b5 b6 b7");
+  Turn(kAboutPage);
+  EXPECT_EQ(TabOrder(), "b1 b5 b6 b7") << "the page of the link is in the Help menu";
 }
 
 TEST_F(MainWindow, EveryControlExplainsItself) {
