@@ -152,7 +152,9 @@ TEST_F(MainWindow, AScreenReaderSaysWhatIsSeen) {
        "Not answered or lost=0, Waiting for an answer=0, Total gain=0,0, "},
       {2, &form,
        "Quenvar, Clear, Help!, Hide, Exit, a hint, DNS Log: , DNS Log, =0, Log, System, Server, Log, About, "},
-      {3, &form, "Quenvar, Update, Help!, Hide, Exit, a hint, Quenvar, O, ltre, N, ix, www.oltrenix.example, About, "},
+      {3, &form,
+       "Quenvar, Update, Help!, Hide, Exit, a hint, Quenvar, O, ltre, N, ix, "
+       "www.oltrenix.example=http://www.oltrenix.example/, About, "},
       {3, &update, "Help!, Download progress=0, Cancel"},
       {3, &dialog, "Invalid DNS, Cannot add it., Correct!, Cancel"},
   };
