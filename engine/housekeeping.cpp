@@ -9,6 +9,7 @@
 #include "settings/server_list.h"
 #include "settings/settings_file.h"
 #include "settings/statistics.h"
+#include "tcp/tcp_relay.h"
 
 namespace quenvar {
 
@@ -48,6 +49,7 @@ void RemoveExpired() {
 void OnTimer1() {
   SweepPending();
   UpDateStatistic();
+  OnTcpTick();
 }
 
 void SweepPending() {

@@ -10,7 +10,7 @@ inline constexpr int kHousekeepingMilliseconds = 10000;
 /// Ticks so far, 0 to 9999.
 extern std::int16_t HousekeepingTicks;
 
-/// What Timer1 calls: SweepPending, then the statistics display.
+/// What Timer1 calls: SweepPending, then the statistics display, then a look at idle TCP connections.
 void OnTimer1();
 
 /// One tick: ends the program when that was asked for during the start, refreshes the server table every third tick

@@ -125,11 +125,13 @@ void ForwardToBest(std::string_view message) {
   if (const int best = BestServer(); best != -1) answerRules->SendToServer(static_cast<std::size_t>(best), message);
 }
 
-int BestServer() {
+int BestServer() { return BestServerBut(0); }
+
+int BestServerBut(std::uint16_t rows) {
   int best = -1;
   std::int16_t bestCount = 0;
   for (std::size_t slot = 0; slot < kServerRows; ++slot) {
-    if (!CanAsk(slot) || (best != -1 && ServerWinning[slot] <= bestCount)) continue;
+    if ((rows >> slot & 1) != 0 || !CanAsk(slot) || (best != -1 && ServerWinning[slot] <= bestCount)) continue;
     best = static_cast<int>(slot);
     bestCount = std::max(bestCount, ServerWinning[slot]);
   }

@@ -41,6 +41,9 @@ void ForwardToBest(std::string_view message);
 /// active.
 int BestServer();
 
+/// The same without the rows that are set in `rows`, as bits.
+int BestServerBut(std::uint16_t rows);
+
 /// Sends one datagram from UDPPort2, from the source that is set there.
 void SendToClient(const std::string& address, std::int32_t port, std::string_view answer);
 

@@ -27,6 +27,8 @@ class TcpListener {
     /// Asked now and then while a client that is not read has closed its sending side: whether what it has sent before
     /// still gets on. When it does not for some seconds, the connection is gone.
     bool (*hasMoved)(std::int16_t connection) = nullptr;
+    /// Descriptors run out. True when connections were closed so that the next one can be accepted.
+    bool (*makeRoom)() = nullptr;
   };
 
   virtual ~TcpListener() = default;
@@ -45,6 +47,13 @@ class TcpListener {
   /// Says that nothing will be sent to the connection any more. It goes on until the client closes it; when the client
   /// has closed its sending side already, it is closed as soon as nothing waits.
   virtual void Release(std::int16_t connection) = 0;
+  /// Closes the connection in an orderly way when all that waits has been sent. What the client sends meanwhile is
+  /// dropped, and no event of it comes any more.
+  virtual void Finish(std::int16_t connection) = 0;
+  /// Closes the connection at once, without any event.
+  virtual void Close(std::int16_t connection) = 0;
+  /// A number that changes whenever bytes have come from the client, or it has confirmed some.
+  virtual std::uint64_t Moved(std::int16_t connection) = 0;
   /// Closes the port and every connection, without any event.
   virtual void CloseAll() = 0;
 };
@@ -86,6 +95,8 @@ class TcpClients {
   virtual void SetReading(std::int16_t index, bool reading) = 0;
   /// True when the server has taken or sent bytes since the last call, and while it is not read.
   virtual bool HasMoved(std::int16_t index) = 0;
+  /// As TcpListener's.
+  virtual std::uint64_t Moved(std::int16_t index) = 0;
   /// Closes every connection, without any event.
   virtual void CloseAll() = 0;
 };

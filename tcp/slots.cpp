@@ -47,6 +47,13 @@ bool AssignSlot(std::int16_t connection) {
   return true;
 }
 
+void FreeSlot(std::int16_t slot) {
+  const std::size_t index = static_cast<std::size_t>(slot);
+  SlotConnected[index] = kFalse;
+  SlotConnectionId[index] = kFreeSlot;
+  SlotQueue[index] = std::string();
+}
+
 std::int16_t SlotOfConnection(std::int16_t connection) { return HighestSlotWith(connection); }
 
 }  // namespace quenvar

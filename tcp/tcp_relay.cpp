@@ -6,17 +6,13 @@
 #include "engine/query_path.h"
 #include "platform/event_loop.h"
 #include "platform/platform.h"
-#include "platform/process.h"
 #include "platform/tcp.h"
 #include "settings/server_list.h"
+#include "tcp/connection_rules.h"
 
 namespace quenvar {
 
 namespace {
-
-/// An index of -1 ends the program, and it does so on purpose: no name server to choose, or data from a client whose
-/// slot is free again.
-void SubscriptOutOfRange() { platform.process->EndWithRunTimeError(9, "Subscript out of range"); }
 
 void PaceClient(std::size_t slot, std::size_t waiting) {
   platform.IPDaemon->SetReading(SlotConnectionId[slot], waiting <= kWaitingLimit);
@@ -24,21 +20,21 @@ void PaceClient(std::size_t slot, std::size_t waiting) {
 
 void PaceServer(std::int16_t slot, std::size_t waiting) { platform.IPPort->SetReading(slot, waiting <= kWaitingLimit); }
 
+bool SlotExists(std::int16_t slot) { return slot >= 0 && slot <= SlotUpper; }
+
+}  // namespace
+
 void ConnectToNameServer(std::int16_t slot) {
   platform.IPPort->Prepare(slot);
   platform.events->RunPendingEvents();
-  const int best = BestServer();
-  if (best == -1) return SubscriptOutOfRange();
-  platform.IPPort->SetRemoteHost(slot, ServerAddress[static_cast<std::size_t>(best)]);
+  const int row = Rules().ChooseServer(slot);
+  if (row == -1) return Rules().OnNoServer(slot);
+  platform.IPPort->SetRemoteHost(slot, ServerAddress[static_cast<std::size_t>(row)]);
   platform.events->RunPendingEvents();
   platform.IPPort->SetRemotePort(slot, kDnsPort);
   platform.events->RunPendingEvents();
   platform.IPPort->Connect(slot);
 }
-
-bool SlotExists(std::int16_t slot) { return slot >= 0 && slot <= SlotUpper; }
-
-}  // namespace
 
 int InitTcpRelay() {
   SlotUpper = -1;
@@ -47,7 +43,8 @@ int InitTcpRelay() {
                                   .dataIn = ForwardClientData,
                                   .disconnected = OnTcpClientDisconnected,
                                   .allSent = OnTcpClientAllSent,
-                                  .hasMoved = HasTcpClientMoved});
+                                  .hasMoved = HasTcpClientMoved,
+                                  .makeRoom = MakeTcpRoom});
   platform.IPPort->SetHandlers({.connected = OnTcpServerConnected,
                                 .dataIn = OnTcpServerData,
                                 .disconnected = OnTcpServerDisconnected,
@@ -76,7 +73,7 @@ void OnTcpClientConnected(std::int16_t connection, int /*status*/, const std::st
 
 void ForwardClientData(std::int16_t connection, std::string_view data) {
   const std::int16_t found = SlotOfConnection(connection);
-  if (found == -1) return SubscriptOutOfRange();
+  if (found == -1) return Rules().OnDataWithoutSlot();
   const std::size_t slot = static_cast<std::size_t>(found);
   if (SlotConnected[slot] == kFalse) {
     SlotQueue[slot] += data;
@@ -91,15 +88,17 @@ void ForwardClientData(std::int16_t connection, std::string_view data) {
 void OnTcpClientDisconnected(std::int16_t connection, int status, const std::string& /*description*/) {
   const std::int16_t slot = SlotOfConnection(connection);
   TcpTrace("IPDaemon disconnected No #" + std::to_string(slot));
-  // A client that has only closed its sending side still gets its answer. The slot is freed when IPPort reports its
-  // end.
-  if (slot != -1) platform.IPPort->Disconnect(slot, status == 0);
+  if (slot != -1) Rules().OnClientGone(slot, status);
 }
 
 void OnTcpClientAllSent(std::int16_t connection) {
   const std::int16_t slot = SlotOfConnection(connection);
   if (slot != -1) PaceServer(slot, 0);
 }
+
+bool MakeTcpRoom() { return Rules().MakeRoom(); }
+
+void OnTcpTick() { Rules().Tick(); }
 
 bool HasTcpClientMoved(std::int16_t connection) {
   const std::int16_t slot = SlotOfConnection(connection);
@@ -123,16 +122,9 @@ void OnTcpServerData(std::int16_t slot, std::string_view data) {
   PaceServer(slot, platform.IPDaemon->Send(SlotConnectionId[static_cast<std::size_t>(slot)], data));
 }
 
-void OnTcpServerDisconnected(std::int16_t slot, int /*status*/, const std::string& /*description*/) {
+void OnTcpServerDisconnected(std::int16_t slot, int status, const std::string& /*description*/) {
   TcpTrace("Ip-Port disconnected No #" + std::to_string(slot));
-  if (!SlotExists(slot)) return;
-  const std::size_t index = static_cast<std::size_t>(slot);
-  const std::int16_t connection = SlotConnectionId[index];
-  SlotConnected[index] = kFalse;
-  SlotConnectionId[index] = kFreeSlot;
-  SlotQueue[index] = std::string();
-  // The client's connection is not closed here: that is the client's own doing.
-  platform.IPDaemon->Release(connection);
+  if (SlotExists(slot)) Rules().OnServerGone(slot, status);
 }
 
 void OnTcpServerAllSent(std::int16_t slot) {

@@ -40,8 +40,17 @@ bool AssignSlot(std::int16_t connection);
 /// The highest slot that serves the connection, or -1.
 std::int16_t SlotOfConnection(std::int16_t connection);
 
-/// Passes on what a client has sent, or queues it while the name server's connection is not up. Does not return when no
-/// slot serves the connection: that ends the program.
+/// Makes the slot free for another connection.
+void FreeSlot(std::int16_t slot);
+
+/// Starts to connect an assigned slot to a name server. Lets events run. What happens without one, and with data or
+/// ends that find nothing on the other side, is left to the rules (tcp/connection_rules.h).
+void ConnectToNameServer(std::int16_t slot);
+
+/// Every ten seconds.
+void OnTcpTick();
+
+/// Passes on what a client has sent, or queues it while the name server's connection is not up.
 void ForwardClientData(std::int16_t connection, std::string_view data);
 
 /// Takes every step of the relay as a line of text and drops it. Tracing is switched on by giving it a body.
@@ -49,12 +58,12 @@ void TcpTrace(const std::string& text);
 
 // Events of the listener: a client's connection.
 void OnTcpRequest(const std::string& address, std::int32_t port);
-/// Assigns a slot and starts to connect it to the name server. Lets events run. Does not return when no name server is
-/// enabled or UDPPort1 is not active: that ends the program.
+/// Assigns a slot and starts to connect it to the name server. Lets events run.
 void OnTcpClientConnected(std::int16_t connection, int status, const std::string& description);
 void OnTcpClientDisconnected(std::int16_t connection, int status, const std::string& description);
 void OnTcpClientAllSent(std::int16_t connection);
 bool HasTcpClientMoved(std::int16_t connection);
+bool MakeTcpRoom();
 
 // Events of the client sockets: a slot's connection to its name server. A slot that does not exist is ignored.
 void OnTcpServerConnected(std::int16_t slot, int status, const std::string& description);

@@ -135,6 +135,8 @@ void SocketTcpClients::SetReading(std::int16_t index, bool reading) { At(index).
 
 bool SocketTcpClients::HasMoved(std::int16_t index) { return At(index).HasMoved(); }
 
+std::uint64_t SocketTcpClients::Moved(std::int16_t index) { return At(index).Stream().Moved(); }
+
 void SocketTcpClients::CloseAll() {
   for (const auto& instance : instances_) instance->Reset();
 }

@@ -24,6 +24,7 @@ class SocketTcpClients : public TcpClients {
   std::size_t Send(std::int16_t index, std::string_view data) override;
   void SetReading(std::int16_t index, bool reading) override;
   bool HasMoved(std::int16_t index) override;
+  std::uint64_t Moved(std::int16_t index) override;
   void CloseAll() override;
 
  private:

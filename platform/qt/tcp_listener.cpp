@@ -70,21 +70,36 @@ class SocketTcpListener::Connection final : private TcpStreamOwner {
     RemoveWhenDone();
   }
 
+  /// The client's end is waited for: what it has sent and nobody has read would make the system reset the connection,
+  /// and an answer on its way be lost.
+  void Finish() {
+    finishing_ = released_ = true;
+    if (stream_.IsOpen()) stream_.FinishSending();
+    stream_.SetReading(true);
+    standstill_.Start();
+    RemoveWhenDone();
+  }
+
  private:
   /// The end of a client comes in behind what it has sent, so it is looked for while that is not read. One that has not
   /// closed may wait for its name server as long as it likes.
-  bool MayGoOn() { return !stream_.PeerHasClosed() || listener_.handlers_.hasMoved(id_); }
+  bool MayGoOn() {
+    if (finishing_) return stream_.TakeProgress();
+    return !stream_.PeerHasClosed() || listener_.handlers_.hasMoved(id_);
+  }
 
-  void StreamData(std::string_view data) override { listener_.handlers_.dataIn(id_, data); }
+  void StreamData(std::string_view data) override {
+    if (!finishing_) listener_.handlers_.dataIn(id_, data);
+  }
 
   void StreamSent() override {
-    listener_.handlers_.allSent(id_);
+    if (!finishing_) listener_.handlers_.allSent(id_);
     RemoveWhenDone();
   }
 
   void StreamEnded(int error) override {
     clientClosed_ = true;
-    listener_.handlers_.disconnected(id_, error, error == 0 ? "" : std::strerror(error));
+    if (!finishing_) listener_.handlers_.disconnected(id_, error, error == 0 ? "" : std::strerror(error));
     RemoveWhenDone();
   }
 
@@ -95,6 +110,7 @@ class SocketTcpListener::Connection final : private TcpStreamOwner {
   SocketTcpListener& listener_;
   const std::int16_t id_;
   bool released_ = false;
+  bool finishing_ = false;
   bool clientClosed_ = false;
   Standstill standstill_{[this] { return MayGoOn(); }, [this] { stream_.Fail(ECONNRESET); }};
   TcpStream stream_{*this};
@@ -132,7 +148,12 @@ int SocketTcpListener::Listen() {
 }
 
 void SocketTcpListener::AcceptOne() {
-  if (!DescriptorsLeft(descriptor_) || FreeId() == 0) return Pause();
+  if (FreeId() == 0) return Pause();
+  if (!DescriptorsLeft(descriptor_)) {
+    // Where there is room now, the client is still waiting at the next look.
+    if (!handlers_.makeRoom()) Pause();
+    return;
+  }
   sockaddr_in remote{};
   socklen_t size = sizeof remote;
   const int client = accept4(descriptor_, reinterpret_cast<sockaddr*>(&remote), &size, SOCK_NONBLOCK | SOCK_CLOEXEC);
@@ -192,6 +213,17 @@ void SocketTcpListener::SetReading(std::int16_t connection, bool reading) {
 
 void SocketTcpListener::Release(std::int16_t connection) {
   if (Connection* const found = Find(connection)) found->Release();
+}
+
+void SocketTcpListener::Finish(std::int16_t connection) {
+  if (Connection* const found = Find(connection)) found->Finish();
+}
+
+void SocketTcpListener::Close(std::int16_t connection) { connections_.erase(connection); }
+
+std::uint64_t SocketTcpListener::Moved(std::int16_t connection) {
+  Connection* const found = Find(connection);
+  return found ? found->Stream().Moved() : 0;
 }
 
 void SocketTcpListener::CloseAll() {

@@ -21,6 +21,9 @@ class SocketTcpListener : public TcpListener {
   std::size_t Send(std::int16_t connection, std::string_view data) override;
   void SetReading(std::int16_t connection, bool reading) override;
   void Release(std::int16_t connection) override;
+  void Finish(std::int16_t connection) override;
+  void Close(std::int16_t connection) override;
+  std::uint64_t Moved(std::int16_t connection) override;
   void CloseAll() override;
 
  private:

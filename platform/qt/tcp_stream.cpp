@@ -77,9 +77,9 @@ void TcpStream::Close() {
   canWrite_.reset();
   if (descriptor_ != -1) close(descriptor_);
   descriptor_ = -1;
-  connecting_ = readEnded_ = finishSending_ = progress_ = false;
+  connecting_ = readEnded_ = finishSending_ = false;
   reading_ = true;
-  sent_ = confirmed_ = 0;
+  received_ = sent_ = lastMoved_ = 0;
   waiting_ = std::string();
 }
 
@@ -129,10 +129,11 @@ std::uint64_t TcpStream::Unconfirmed() const {
   return ioctl(descriptor_, SIOCOUTQ, &bytes) == 0 ? static_cast<std::uint64_t>(bytes) : 0;
 }
 
+std::uint64_t TcpStream::Moved() const { return received_ + sent_ - Unconfirmed(); }
+
 bool TcpStream::TakeProgress() {
-  const std::uint64_t confirmed = sent_ - Unconfirmed();
-  const bool taken = std::exchange(confirmed_, confirmed) != confirmed;
-  return std::exchange(progress_, false) || taken;
+  const std::uint64_t moved = Moved();
+  return std::exchange(lastMoved_, moved) != moved;
 }
 
 void TcpStream::UpdateNotifiers() {
@@ -147,7 +148,7 @@ void TcpStream::CanRead() {
     if (!IsTemporary(errno)) Fail(errno);
     return;
   }
-  progress_ = true;
+  received_ += static_cast<std::uint64_t>(std::max<ssize_t>(count, 1));
   if (count > 0) return owner_.StreamData({piece.data(), static_cast<std::size_t>(count)});
   readEnded_ = true;
   UpdateNotifiers();
@@ -172,7 +173,7 @@ void TcpStream::ConnectDone() {
   getsockopt(descriptor_, SOL_SOCKET, SO_ERROR, &error, &size);
   if (error != 0) return Fail(error);
   connecting_ = false;
-  progress_ = true;
+  ++received_;
   UpdateNotifiers();
   owner_.StreamConnected();
 }

@@ -72,6 +72,8 @@ class TcpStream {
   /// True when bytes have come in since the last call, or the other side has confirmed some that were sent: what only
   /// the system's buffers have taken does not count.
   bool TakeProgress();
+  /// A number that changes whenever TakeProgress would be true.
+  std::uint64_t Moved() const;
 
  private:
   void Watch();
@@ -88,9 +90,9 @@ class TcpStream {
   bool reading_ = true;
   bool readEnded_ = false;
   bool finishSending_ = false;
-  bool progress_ = false;
+  std::uint64_t received_ = 0;  // the beginning and the end count too
   std::uint64_t sent_ = 0;
-  std::uint64_t confirmed_ = 0;
+  std::uint64_t lastMoved_ = 0;
   std::string waiting_;
   std::unique_ptr<QSocketNotifier> canRead_;
   std::unique_ptr<QSocketNotifier> canWrite_;

@@ -20,6 +20,9 @@ struct FakeTcpListener : TcpListener {
   }
   void SetReading(std::int16_t, bool) override {}
   void Release(std::int16_t) override {}
+  void Finish(std::int16_t) override {}
+  void Close(std::int16_t) override {}
+  std::uint64_t Moved(std::int16_t) override { return 0; }
   void CloseAll() override {}
 
   Handlers handlers;
@@ -40,6 +43,7 @@ struct FakeTcpClients : TcpClients {
   }
   void SetReading(std::int16_t, bool) override {}
   bool HasMoved(std::int16_t) override { return true; }
+  std::uint64_t Moved(std::int16_t) override { return 0; }
   void CloseAll() override {}
 
   void Note(const std::string& call, std::int16_t index) { calls.push_back(std::to_string(index) + " " + call); }

@@ -148,6 +148,63 @@ TEST_F(TcpRelay, OutOfDescriptorsItServesUdpAndTcpAgainAfterwards) {
   EXPECT_LT(std::chrono::steady_clock::now() - left, std::chrono::seconds(2));
 }
 
+// Each server in its own way, and a client that goes on all the same.
+TEST_F(TcpRelay, WithMatchQuestionAClientsConnectionEndsWithItsServersAndNoOtherwise) {
+  const std::string settings = SettingsFor({1, 2, 3}, "Yes", "MATCHQUESTION=Yes\n");
+  for (const std::string way : {"closes at once", "answers", "is not there", "none is enabled"}) {
+    SCOPED_TRACE(way);
+    std::string rows = settings;
+    if (way == "is not there")
+      for (const char* row : {"10.53.0.1", "10.53.0.2"}) rows.replace(rows.find(row), 9, "192.0.2.1");
+    for (std::size_t at; way == "none is enabled" && (at = rows.find("=Yes\nDNS")) != std::string::npos;)
+      rows.replace(at, 4, "=No");
+    if (way == "none is enabled") rows.resize(rows.rfind("DNS_2"));
+    WriteFile(home_.SettingsFile(), rows);
+    const Program program(home_);
+    const Socket client = Connect();
+    Send(client, "query");
+    if (way != "none is enabled") {
+      const Socket server = Accept(listening_);
+      EXPECT_EQ(Receive(server, 5), "query");
+      if (way != "closes at once") Send(server, Pattern(100000));
+    }
+    const std::size_t answered = way == "answers" || way == "is not there" ? 100000 : 0;
+    EXPECT_TRUE(Receive(client, answered) == Pattern(answered));
+    send(*client, "next", 4, MSG_NOSIGNAL);
+    EXPECT_TRUE(Ends(client));
+  }
+}
+
+// A clock that runs a hundred times as fast.
+TEST_F(TcpRelay, WithMatchQuestionIdleConnectionsEndAfterTwoMinutesOrMakeRoom) {
+  WriteFile(home_.SettingsFile(), SettingsFor({1}, "Yes", "MATCHQUESTION=Yes\n"));
+  const std::map<std::string, std::string> fast = {
+      {"LD_PRELOAD", FAST_CLOCK}, {"SOAK_CLOCK_BEGIN", "1000"}, {"SOAK_CLOCK_SPEED", "100"}};
+  const Program program(home_, {.descriptorLimit = 128, .environment = fast});
+  const Socket busy = Connect();
+  const Socket busyServer = Accept(listening_);
+  const auto start = std::chrono::steady_clock::now();
+  const Socket idle = Connect();
+  const Socket idleServer = Accept(listening_);
+  pollfd end = {*idle, POLLIN, 0};
+  do {
+    Send(busy, "x");
+    ASSERT_EQ(Receive(busyServer, 1), "x");
+  } while (poll(&end, 1, 50) == 0);
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1200));
+  EXPECT_TRUE(Ends(idle) && Ends(idleServer));
+  std::vector<Socket> clients, servers;
+  for (int i = 0; i < 100; ++i) clients.push_back(Connect());
+  Send(clients.back(), "late");
+  pollfd data = {};
+  do {
+    Send(busy, "x");
+    ASSERT_EQ(Receive(busyServer, 1), "x");
+    servers.push_back(Accept(listening_));
+    data = {*servers.back(), POLLIN, 0};
+  } while (poll(&data, 1, 10) == 0 || Receive(servers.back(), 4) != "late");
+}
+
 // In the tray, so that no other window has the title of the box.
 TEST_F(TcpRelay, AClientThatSendsAfterItsServerHasClosedEndsTheProgram) {
   const std::string settings = SettingsFor({1}, "Yes", "SYSTRAY=Yes\n");
