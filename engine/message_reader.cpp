@@ -17,6 +17,10 @@ constexpr std::size_t kRecordHeadBytes = 10;
 constexpr std::uint16_t kTypeSoa = 6;
 constexpr std::uint16_t kTypeOpt = 41;
 constexpr std::uint16_t kTypeAny = 255;
+/// A server that is wrong for long is not believed for long (RFC 8767, section 4; RFC 2308, section 5).
+constexpr std::uint32_t kLongestLife = 86400;
+constexpr std::uint32_t kLongestNegativeLife = 3 * 3600;
+
 constexpr int kNoError = 0;
 constexpr int kNameError = 3;
 
@@ -193,9 +197,10 @@ std::uint32_t Lifetime(std::string_view answer) {
   }
   if (!records.Complete()) return 0;
   // Without an SOA record a negative answer is not to be kept (RFC 2308, section 5).
-  if (!answersQuestion || ResponseCode(answer) == kNameError) smallest = std::min(smallest, negative.value_or(0));
+  if (!answersQuestion || ResponseCode(answer) == kNameError)
+    return std::min({smallest, negative.value_or(0), kLongestNegativeLife});
   // Nothing in it has a time-to-live.
-  return smallest == UINT32_MAX ? 0 : smallest;
+  return smallest == UINT32_MAX ? 0 : std::min(smallest, kLongestLife);
 }
 
 void ReduceLifetimes(std::string& answer, std::uint32_t seconds) {

@@ -65,7 +65,8 @@ class RecordReader {
 };
 
 /// The seconds that an answer may be kept: the smallest time-to-live in it, and for a negative answer that of RFC 2308,
-/// section 5. 0 for what is no answer to keep: a failure, one without records, one that cannot be read to its end.
+/// section 5; a day at most, and three hours for a negative answer. 0 for what is no answer to keep: a failure, one
+/// without records, one that cannot be read to its end.
 std::uint32_t Lifetime(std::string_view answer);
 
 /// Reduces every time-to-live of an answer by `seconds`, at most to 0.

@@ -30,6 +30,8 @@ TEST(MessageReader, AnAnswerToOneWholeQuestionLivesAsLongAsItsShortestRecord) {
   } cases[] = {
       {"all sections count", ReplyTo(kQuery, "111", Record(kA, 300) + Record(kNs, 200) + Record(kA, 100)), 100},
       {"flags of an OPT record do not", ReplyTo(kQuery, "101", Record(kA, 300) + opt), 300},
+      {"more than a day", ReplyTo(kQuery, "100", Record(kA, 86401)), 86400},
+      {"negative, more than three hours", ReplyTo(kQuery, "010", SoaRecord(90000, 90000), 3), 10800},
       {"highest bit set", ReplyTo(kQuery, "100", Record(kA, 0x80000000)), 0},
       {"SOA shorter than its minimum", ReplyTo(kQuery, "010", SoaRecord(90, 120), 3), 90},
       {"alias to no such type", ReplyTo(kQuery, "110", Record(kCname, 600) + SoaRecord(900, 120)), 120},
