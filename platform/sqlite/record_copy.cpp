@@ -78,15 +78,15 @@ RecordStore::Result CreateDatabase(const std::string& path) {
   return connection.Execute(kCreateTable);
 }
 
-bool HasIndex(SqliteConnection& connection) {
-  return connection.Query("SELECT name FROM sqlite_schema WHERE name = 'IPIndex'") == "IPIndex";
+bool IsOneTree(SqliteConnection& connection) {
+  return connection.Query("SELECT name FROM pragma_table_info('ipcache') WHERE cid = 0") == "IPNAME";
 }
 
 RecordStore::Result CopyRecords(SqliteConnection& from, const std::string& newPath) {
   const SqliteStatement attach = from.Prepare("ATTACH ?1 AS copy");
   if (!attach || !BindText(attach, 1, newPath) || !Run(attach)) return from.LastFailure();
   if (RecordStore::Result prepared = from.Execute(kCopySettings); prepared.Failed()) return prepared;
-  return from.Execute(HasIndex(from) ? kCopyTable : kCopyTree);
+  return from.Execute(IsOneTree(from) ? kCopyTree : kCopyTable);
 }
 
 RecordStore::Result CopyReadableRecords(SqliteConnection& from, const std::string& newPath) {

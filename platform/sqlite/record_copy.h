@@ -14,8 +14,8 @@ namespace quenvar {
 /// Makes a new file with an empty table, which only its owner may read. Fails where the file is there already.
 RecordStore::Result CreateDatabase(const std::string& path);
 
-/// True for a table with an index beside it.
-bool HasIndex(SqliteConnection& connection);
+/// False for the table of before, whether or not its index is there: its fields are in the other order.
+bool IsOneTree(SqliteConnection& connection);
 
 /// Copies all records of a sound file into the empty table of the one under `newPath`. What breaks off leaves no usable
 /// copy.

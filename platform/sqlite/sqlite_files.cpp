@@ -64,7 +64,7 @@ RecordStore::Result SqliteRecordStore::Check(const std::string& path) {
   if (Result opened = connection.Open(path); opened.Failed()) return opened;
   ReportWork(connection);
   // An index is not compared with its table, which would take longest: the next copy is made without it.
-  const char* check = HasIndex(connection) ? "PRAGMA quick_check(1)" : "PRAGMA integrity_check(1)";
+  const char* check = IsOneTree(connection) ? "PRAGMA integrity_check(1)" : "PRAGMA quick_check(1)";
   const std::string finding = connection.Query(check);
   if (finding == "ok") return {};
   return finding.empty() ? connection.LastFailure() : Result{SQLITE_CORRUPT, finding, false};

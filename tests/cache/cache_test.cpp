@@ -318,6 +318,11 @@ TEST_F(Cache, TakesOverAFileWithAnIndexWhereverItIsKilled) {
     CloseCache();
   }
   PutFileWithIndex();
+  Sql("DROP INDEX IPIndex");
+  OpenCache();
+  EXPECT_EQ(CacheLookup(HostName(7)), "7");
+  CloseCache();
+  PutFileWithIndex();
   std::string damaged = surroundings.files.Read(database).value();
   Put(damaged.replace(damaged.size() - 1024, 16, 16, '\xa5'));  // in the index
   OpenCache();
