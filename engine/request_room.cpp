@@ -33,6 +33,8 @@ void TakePlaceOf(PendingRequest& earlier, PendingRequest& request) {
   request.SentAt = earlier.SentAt;
   request.OwnIdentifier = earlier.OwnIdentifier;
   request.AskedFrom = earlier.AskedFrom;
+  // When the earlier one came, no port could be opened.
+  if (request.AskedFrom == 0) BeginAsking(request);
   earlier = request;
 }
 

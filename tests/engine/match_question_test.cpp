@@ -1,6 +1,7 @@
 #include "engine/match_question.h"
 
 #include "cache/answer_cache.h"
+#include "engine/asked_ports.h"
 #include "engine/query_name.h"
 #include "tests/fakes/dns_message.h"
 #include "tests/fakes/fake_record_store.h"
@@ -140,6 +141,19 @@ TEST_F(MatchQuestionPath, ARetryTakesItsRequestsPlaceAndTheOldestMakesRoom) {
   EXPECT_EQ(std::tuple(PendingCount, ServerEnabled[0], boxes.shown.size()), std::tuple(kPendingSlots, kTrue, 0u));
   Answer(ReplyTo(QueryFor("same.example"), "100", Record(kA, 60)));
   EXPECT_EQ(std::tuple(TOTALQ, ADNS, NOTANSWERED, PendingCount), std::tuple(302, 300, 2, 0));
+}
+
+TEST_F(MatchQuestionPath, ARetryLeavesOnceAPortCanBeOpened) {
+  Ask(QueryFor("first.example"));
+  PendingCount = 0;
+  OnPortTimer();
+  FakeUdpPort& port = *ports.ports[0];
+  port.sent.clear();
+  for (const int error : {1, 0}) {
+    port.bindError = error;
+    AskFrom(9, QueryFor("name.example"));
+    EXPECT_EQ(port.sent.size(), error == 0 ? 2u : 0u);
+  }
 }
 
 TEST_F(MatchQuestionPath, ALoopSwitchesTheServersOff) {
