@@ -33,7 +33,7 @@ Socket* Find(AskedPort number) {
 }
 
 Socket& AddSocket() {
-  Socket& socket = sockets.emplace_back(&platform.ports->Add());
+  Socket& socket = sockets.emplace_back(Socket{&platform.ports->Add()});
   socket.port->SetLocalPort(0);
   socket.port->SetAcceptData(true);
   socket.port->SetDataArrived([&socket](std::string_view message, const std::string& address, std::int32_t port) {
