@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "base/ipv4_text.h"
@@ -38,13 +39,22 @@ void TakePlaceOf(PendingRequest& earlier, PendingRequest& request) {
   earlier = request;
 }
 
+// Whose client has its answer from the cache goes first: it waits only for the gain to be measured. Then what has
+// waited longest, also when the tick counter has wrapped since.
+int FirstToGo() {
+  const auto now = static_cast<std::uint32_t>(platform.clock->MillisecondTick());
+  const auto claim = [now](const PendingRequest& request) {
+    return std::pair(!request.Waits(), now - static_cast<std::uint32_t>(request.SentAt));
+  };
+  const auto first = std::max_element(PendingTable.begin(), PendingTable.begin() + PendingCount,
+                                      [&](const auto& one, const auto& other) { return claim(one) < claim(other); });
+  return static_cast<int>(first - PendingTable.begin());
+}
+
 void MakeRoom() {
-  int oldest = FindOldest([](const PendingRequest& request) { return request.Waits(); });
-  if (oldest != -1)
-    Increment(NOTANSWERED);
-  else
-    oldest = FindOldest([](const PendingRequest&) { return true; });
-  RemovePending(oldest);
+  const int first = FirstToGo();
+  if (PendingTable[static_cast<std::size_t>(first)].Waits()) Increment(NOTANSWERED);
+  RemovePending(first);
 }
 
 using Address = std::optional<std::uint32_t>;

@@ -141,6 +141,17 @@ TEST_F(MatchQuestionPath, ARetryTakesItsRequestsPlaceAndTheOldestMakesRoom) {
   EXPECT_EQ(std::tuple(PendingCount, ServerEnabled[0], boxes.shown.size()), std::tuple(kPendingSlots, kTrue, 0u));
   Answer(ReplyTo(QueryFor("same.example"), "100", Record(kA, 60)));
   EXPECT_EQ(std::tuple(TOTALQ, ADNS, NOTANSWERED, PendingCount), std::tuple(302, 300, 2, 0));
+  // Hits that fill the table in an outage, or requests from before the tick counter wrapped, leave no less room.
+  for (const char* const filling : {"same.example", "other.example"}) {
+    PendingCount = 0;
+    clock.now = std::numeric_limits<std::int32_t>::max();
+    for (int i = 0; i < kPendingSlots; ++i) Ask(QueryFor(filling));
+    if (filling[0] == 'o') clock.now = std::numeric_limits<std::int32_t>::min();
+    for (std::int32_t port = 1000; port < 1003; ++port) AskFrom(port, QueryFor(std::to_string(port)));
+    EXPECT_EQ(
+        std::count_if(PendingTable.begin(), PendingTable.end(), [](const auto& r) { return r.ClientPort >= 1000; }), 3)
+        << filling;
+  }
 }
 
 TEST_F(MatchQuestionPath, ARetryLeavesOnceAPortCanBeOpened) {
