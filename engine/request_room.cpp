@@ -23,6 +23,24 @@ namespace {
 constexpr int kLoopRequests = 250;
 constexpr std::int32_t kLoopMilliseconds = 2000;
 
+using Address = std::optional<std::uint32_t>;
+
+std::vector<Address> EnabledServers() {
+  std::vector<Address> addresses;
+  for (std::size_t row = 0; row < kServerRows; ++row)
+    if (ServerEnabled[row] != kFalse) addresses.push_back(ReadHostAddress(ServerAddress[row]));
+  return addresses;
+}
+
+bool ComesFromServer(const PendingRequest& request, const std::vector<Address>& servers) {
+  const Address client = ReadHostAddress(request.ClientAddressText());
+  return IsAskedPortNumber(request.ClientPort) || std::find(servers.begin(), servers.end(), client) != servers.end();
+}
+
+bool ComesBack(const PendingRequest& request, const std::vector<Address>& servers) {
+  return ComesFromServer(request, servers) || WasJustForwarded(request.Identifier, request.Name);
+}
+
 bool IsRetryOf(const PendingRequest& request, const PendingRequest& earlier) {
   return request.ClientPort == earlier.ClientPort && request.Identifier == earlier.Identifier &&
          request.ClientAddress == earlier.ClientAddress && EqualWithoutCase(request.Name, earlier.Name);
@@ -57,21 +75,6 @@ void MakeRoom() {
   RemovePending(first);
 }
 
-using Address = std::optional<std::uint32_t>;
-
-std::vector<Address> EnabledServers() {
-  std::vector<Address> addresses;
-  for (std::size_t row = 0; row < kServerRows; ++row)
-    if (ServerEnabled[row] != kFalse) addresses.push_back(ReadHostAddress(ServerAddress[row]));
-  return addresses;
-}
-
-bool ComesBack(const PendingRequest& request, const std::vector<Address>& servers) {
-  const Address client = ReadHostAddress(request.ClientAddressText());
-  return IsAskedPortNumber(request.ClientPort) || std::find(servers.begin(), servers.end(), client) != servers.end() ||
-         WasJustForwarded(request.Identifier, request.Name);
-}
-
 // A third host on the way makes the queries of a loop look like another host's own.
 bool IsOneQuestionOfOneHost(const PendingRequest& first) {
   const std::string address = first.ClientAddressText();
@@ -92,7 +95,8 @@ void EnterRequest(PendingRequest& request) {
   const auto end = PendingTable.begin() + PendingCount;
   const auto earlier =
       std::find_if(PendingTable.begin(), end, [&](const PendingRequest& other) { return IsRetryOf(request, other); });
-  if (earlier != end) return TakePlaceOf(*earlier, request);
+  // A relay that takes what comes back for a retry too would go round with this host for ever, and fill no table.
+  if (earlier != end && !ComesFromServer(request, EnabledServers())) return TakePlaceOf(*earlier, request);
   BeginAsking(request);
   if (PendingCount == kPendingSlots && !LooksLikeLoop()) MakeRoom();
   AddPending(request);

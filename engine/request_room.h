@@ -6,9 +6,10 @@
 
 namespace quenvar {
 
-/// Enters a request. One that its client has sent before takes the place of the earlier one, and its time. When the
-/// table is full, the oldest of those that the cache has answered makes room, or else the oldest of all, which counts
-/// as not answered; unless the host asks itself in a loop: then AddPending does what it does with a full table.
+/// Enters a request. One that its client has sent before takes the place of the earlier one, and its time, unless it
+/// comes from where this host sends. When the table is full, the oldest of those that the cache has answered makes
+/// room, or else the oldest of all, which counts as not answered; unless the host asks itself in a loop: then
+/// AddPending does what it does with a full table.
 void EnterRequest(PendingRequest& request);
 
 /// Whether the waiting requests look like a loop: most of them come back from where this host sends, or carry what it

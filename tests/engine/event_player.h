@@ -114,7 +114,7 @@ class EventPlayer : public FakeService, private StatisticsView {
     // A client that waits may ask again.
     if (strange == 3 && MatchQuestion != kFalse && PendingCount > 0) {
       const PendingRequest& request = PendingTable[choices.Below(static_cast<std::size_t>(PendingCount))];
-      if (request.Waits()) return AskFrom(request.ClientPort);
+      if (request.Waits() && !IsAskedPortNumber(request.ClientPort)) return AskFrom(request.ClientPort);
     }
     queries.push_back(query);
     forwardedAs.emplace_back();
