@@ -96,9 +96,10 @@ bool HasQuestion(std::string_view answer, std::string_view question) {
 }
 
 // What tells apart clients with the same question: none of them can do with an answer to one of the others.
-std::string AbilityLetters(const AskerAbility& ability, bool checkingDisabled) {
+std::string AbilityLetters(const AskerAbility& ability, std::string_view query) {
   std::string letters(1, ability.wantsSignatures ? 'D' : ability.speaksEdns ? 'E' : kPlainLetter);
-  if (checkingDisabled) letters += 'C';
+  if (IsCheckingDisabled(query)) letters += 'C';
+  if (!IsRecursionDesired(query)) letters += 'R';
   return letters;
 }
 
@@ -123,7 +124,7 @@ std::string MatchQuestionRules::KeyOf(std::string_view query) {
   if (!question || IsResponse(query)) return key;
   const std::optional<AskerAbility> ability = ReadAbility(query);
   if (!ability) return key;
-  return key + AbilityLetters(*ability, IsCheckingDisabled(query)) + std::to_string(question->type) + ' ' +
+  return key + AbilityLetters(*ability, query) + std::to_string(question->type) + ' ' +
          std::to_string(question->klass) + LabelLengths(query, *question);
 }
 

@@ -10,11 +10,11 @@
 
 namespace quenvar {
 
-/// A key is the joined name, a byte 0, one or two letters for what the asker speaks (N nothing, E EDNS, D EDNS with
-/// signatures; C no checking by the server), type and class in decimal digits, and, where the joined name does not show
-/// where its labels end, their lengths. A query whose question or EDNS record cannot be read (engine/message_reader.h)
-/// goes by the joined name and the byte 0, which no other key ends with; it is relayed, and the answer to it goes to
-/// its own client only and is never stored.
+/// A key is the joined name, a byte 0, one to three letters for what the asker speaks (N nothing, E EDNS, D EDNS with
+/// signatures; C no checking by the server; R no recursion), type and class in decimal digits, and, where the joined
+/// name does not show where its labels end, their lengths. A query whose question or EDNS record cannot be read
+/// (engine/message_reader.h) goes by the joined name and the byte 0, which no other key ends with; it is relayed, and
+/// the answer to it goes to its own client only and is never stored.
 ///
 /// An entry of the cache is the answer, then the second at which it was stored, eight bytes, high byte first.
 class MatchQuestionRules final : public AnswerRules {

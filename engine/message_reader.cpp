@@ -157,6 +157,8 @@ bool IsResponse(std::string_view message) { return (Byte(message, 2) & 0x80) != 
 
 bool IsTruncated(std::string_view message) { return (message[2] & kTruncated) != 0; }
 
+bool IsRecursionDesired(std::string_view message) { return (Byte(message, 2) & 0x01) != 0; }
+
 bool IsCheckingDisabled(std::string_view message) { return (Byte(message, 3) & 0x10) != 0; }
 
 int ResponseCode(std::string_view message) { return static_cast<int>(Byte(message, 3) & 0x0F); }

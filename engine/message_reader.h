@@ -32,6 +32,8 @@ void SetIdentifier(std::string& message, std::uint16_t identifier);
 /// RFC 1035, section 4.1.1; `message` holds a whole header.
 bool IsResponse(std::string_view message);
 bool IsTruncated(std::string_view message);
+/// The client leaves it to the server to find what it does not know itself (RFC 1035, section 4.1.1).
+bool IsRecursionDesired(std::string_view message);
 /// The client wants no validation by its server (RFC 4035, section 3.2.2).
 bool IsCheckingDisabled(std::string_view message);
 int ResponseCode(std::string_view message);

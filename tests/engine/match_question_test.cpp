@@ -94,13 +94,14 @@ TEST_F(MatchQuestionPath, AHitAgesAndEnds) {
   EXPECT_EQ(GotFor(asked("")), Messages()) << "stored in the future";
 }
 
-// Askers without EDNS (n), with EDNS and 512 or 4096 bytes (e, E), with DO (D), and with CD (C).
+// Askers without EDNS (n), with EDNS and 512 or 4096 bytes (e, E), with DO (D), with CD (C), and without RD (R).
 TEST_F(MatchQuestionPath, NobodyGetsWhatHeCannotTake) {
-  const std::string askers = "neEDC";
+  const std::string askers = "neEDCR";
   const auto plain = [&](char asker) { return QueryFor("name.example", kA, static_cast<std::uint16_t>(asker)); };
   const auto query = [&](char asker) {
     if (asker == 'n') return plain(asker);
     std::string asked = WithOpt(plain(asker), asker == 'e' ? 0 : 4096, asker == 'D' ? 0x8000 : 0);
+    if (asker == 'R') asked[2] = 0;
     return asker == 'C' ? asked.replace(3, 1, "\x10") : asked;
   };
   const auto answer = [&](char asker, std::size_t bytes, bool opt) {
@@ -115,9 +116,9 @@ TEST_F(MatchQuestionPath, NobodyGetsWhatHeCannotTake) {
     return letters;
   };
   const std::tuple<char, std::size_t, bool, std::string, std::string> cases[] = {
-      {'E', 512, true, "Ee", "Ee"}, {'E', 513, true, "E", "E"},  {'D', 900, true, "D", "D"},
-      {'C', 900, true, "C", "C"},   {'n', 512, false, "n", "n"}, {'n', 512, true, "-", ""},
-      {'n', 513, false, "-", ""},   {'e', 513, true, "-E", "E"}};
+      {'E', 512, true, "Ee", "Ee"}, {'E', 513, true, "E", "E"}, {'D', 900, true, "D", "D"},
+      {'C', 900, true, "C", "C"},   {'R', 900, true, "R", "R"}, {'n', 512, false, "n", "n"},
+      {'n', 512, true, "-", ""},    {'n', 513, false, "-", ""}, {'e', 513, true, "-E", "E"}};
   for (const auto& [first, bytes, opt, atOnce, later] : cases) {
     SCOPED_TRACE(std::string(1, first) + std::to_string(bytes));
     records.records.clear();
