@@ -95,6 +95,13 @@ class EventPlayer : public FakeService, private StatisticsView {
   Choice OneOf(std::initializer_list<Choice> list) {
     return list.begin()[choices.Below(list.size())];
   }
+  // Without the letters that tell answers with signatures, "ssss", from others, "dddd".
+  std::string FreeText() {
+    std::string text = choices.Text();
+    for (char& c : text)
+      if (c == 's' || c == 'd') c = 'x';
+    return text;
+  }
   std::string Changed(std::string message) {
     const std::size_t at = choices.Byte();
     if (at < message.size()) message[at] = static_cast<char>(message[at] ^ static_cast<char>(choices.Byte()));
@@ -110,7 +117,7 @@ class EventPlayer : public FakeService, private StatisticsView {
     const std::size_t strange = choices.Below(16);
     if (choices.Below(2) == 0) query = WithOpt(query, OneOf({0u, 512u, 700u, 4096u}), OneOf({0u, 0x8000u}));
     if (strange == 1) query = Changed(query);
-    if (strange == 2) query = choices.Text();
+    if (strange == 2) query = FreeText();
     // A client that waits may ask again.
     if (strange == 3 && MatchQuestion != kFalse && PendingCount > 0) {
       const PendingRequest& request = PendingTable[choices.Below(static_cast<std::size_t>(PendingCount))];
@@ -151,7 +158,7 @@ class EventPlayer : public FakeService, private StatisticsView {
              ParseQueryName(query) == kUnreadableName;
     const AskerAbility ability = *ReadAbility(query);
     if (answer.size() > ability.answerBytes || (HasOpt(answer) && !ability.speaksEdns)) return false;
-    if (answer.find(ability.wantsSignatures ? "ddd" : "sss") != std::string::npos) return false;
+    if (answer.find(ability.wantsSignatures ? "dddd" : "ssss") != std::string::npos) return false;
     const std::size_t end = question->nameEnd + 4;
     return answer.size() >= end &&
            answer.substr(kHeaderBytes, end - kHeaderBytes) == query.substr(kHeaderBytes, end - kHeaderBytes);
@@ -175,8 +182,8 @@ class EventPlayer : public FakeService, private StatisticsView {
     std::string answer = query.size() < kHeaderBytes ? query : Reply(query, Record(kA, 30, data) + opt, edns, code);
     const std::size_t strange = choices.Below(16);
     if (strange == 1) answer = Changed(answer);
-    if (strange == 2) answer = choices.Text();
-    if (strange == 3 && query.size() >= kHeaderBytes) answer = ReplyTo(query, "123", choices.Text(), code);
+    if (strange == 2) answer = FreeText();
+    if (strange == 3 && query.size() >= kHeaderBytes) answer = ReplyTo(query, "123", FreeText(), code);
     const std::string& server = kServers[choices.Below(std::size(kServers))];
     const std::int32_t port = OneOf({53, 53, 53, 54});
     const bool known =
