@@ -4,17 +4,34 @@ as_root() {
   if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi
 }
 
+is_installed() {
+  [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]
+}
+
 # need PACKAGE...: installs the Debian packages that are missing.
 need() {
   local package missing=()
   for package in "$@"; do
-    [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
+    is_installed "$package" || missing+=("$package")
   done
   [ ${#missing[@]} = 0 ] && return
   echo "Installing ${missing[*]}"
   as_root apt-get update -qq
   as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
+
+# need_without_service PACKAGE: the same for a package whose service would take port 53. It starts neither now nor with the
+# machine. One that is there already stays as it is.
+need_without_service() (
+  is_installed "$1" && exit
+  policy=/usr/sbin/policy-rc.d
+  if [ ! -e "$policy" ]; then
+    trap 'as_root rm -f "$policy"' EXIT
+    printf '#!/bin/sh\nexit 101\n' | as_root install -m 755 /dev/stdin "$policy"
+  fi
+  need "$1"
+  ! command -v systemctl >/dev/null || as_root systemctl --quiet disable "$1"
+)
 
 need_for_build() {
   need g++ cmake ninja-build qt6-base-dev qt6-tools-dev qt6-documentation-tools libqt6svg6 libqt6sql6-sqlite \

@@ -28,6 +28,9 @@ struct Home {
 std::string SettingsFor(const std::vector<int>& servers, const std::string& noCache = "Yes",
                         const std::string& options = "");
 
+/// Further lines for SettingsFor.
+inline const std::string kMatchQuestion = "MATCHQUESTION=Yes\n";
+
 struct StartOptions {
   std::string display = {};  ///< of an X server; empty: the program draws nowhere
   bool serves = true;        ///< the constructor waits until port 53 is open in the place, TCP as the last
