@@ -49,6 +49,12 @@ std::string OneLine(std::string_view value) {
   return line;
 }
 
+// Reading takes blanks and quotation marks away from both ends. In marks of its own the value comes back as it was.
+std::string Written(std::string_view value) {
+  const std::string line = OneLine(value);
+  return ValueOf("=" + line) == line ? line : '"' + line + '"';
+}
+
 // The line ends of the text as it is; those of this system for a new one.
 std::string LineEndOf(std::string_view text) {
   const std::size_t lineFeed = text.find('\n');
@@ -103,7 +109,7 @@ void ProfileText::Set(std::string_view sectionName, std::string_view key, std::s
   if (isNew) section.added.push_back(key);
   std::string_view& line = section.Line(found->second);
   const std::string_view spelling = isNew ? key : KeyOf(line);
-  line = Keep(std::string(spelling) + "=" + OneLine(value) + lineEnd_);
+  line = Keep(std::string(spelling) + "=" + Written(value) + lineEnd_);
 }
 
 std::string ProfileText::Text() const {

@@ -54,14 +54,15 @@ TEST_F(ProfileStrings, EverythingElseStaysByteForByteWhoeverWroteIt) {
   profile.BeginSave();
   profile.WriteString("OPTIONS", "SYSTRAY", "Yes");
   profile.WriteString("OPTIONS", "NOCACHE", "No");
-  profile.WriteString("NEW", "A", "line\r\nbreak");
-  profile.WriteString("Last", "z", "");
+  profile.WriteString("NEW", "A", " line\r\n= break");
+  profile.WriteString("Last", "z", "'typed'");
+  profile.WriteString("Last", "x", "");
   EXPECT_TRUE(profile.CommitSave());
-  EXPECT_EQ(
-      ReadWholeFile(path),
-      "\xEF\xBB\xBF[options]\r\nSysTray=Yes\r\n; by hand\r\nNOCACHE=No\r\n\r\n\r\n[Last]\r\ny = 2\r\nz=\r\n[NEW]\r\n"
-      "A=line  break\r\n");
-  EXPECT_EQ(profile.GetString("new", "a", "", 80), "line  break");
+  EXPECT_EQ(ReadWholeFile(path),
+            "\xEF\xBB\xBF[options]\r\nSysTray=Yes\r\n; by hand\r\nNOCACHE=No\r\n\r\n\r\n[Last]\r\ny = "
+            "2\r\nz=\"'typed'\"\r\nx=\r\n"
+            "[NEW]\r\nA=\" line  = break\"\r\n");
+  EXPECT_EQ(profile.GetString("new", "a", "", 80), " line  = break");
 }
 
 TEST_F(ProfileStrings, TheFileIsReplacedAtOnceAndALinkToItAndItsModeStay) {
