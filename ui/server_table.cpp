@@ -161,7 +161,9 @@ void ServerTable::AddDescriptionCell(int row, int y) {
   cell->entered = [row] { FocusRow = static_cast<std::int16_t>(row); };
   cell->left = [cell, row] {
     FocusRow = -1;
-    CommitDescriptionEdit(row, FromScreen(cell->text()));
+    // What the screen shows as a box is lost only when the user has changed the text.
+    const std::string stored = ServerDescription[Slot(row)];
+    CommitDescriptionEdit(row, cell->text() == ToScreen(stored) ? stored : FromScreen(cell->text()));
   };
   SetHint(cell, "You can enter a descriptive text for this server here");
 }

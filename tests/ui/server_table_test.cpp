@@ -83,9 +83,14 @@ TEST_F(Table, ATypedAddressMakesARowAndAnEmptiedOneClearsIt) {
   EXPECT_EQ(std::pair(ServerAddress[2], ServerListChanged), std::pair(std::string("10.1.0.3"), kTrue));
   EXPECT_EQ(profile.written.size(), 41u) << "the name servers only";
   Cell("Desc", 2)->clear();
-  Cell("Desc", 2)->insert(QStringLiteral("\u00E4\u20AC\u0416"));
-  QTest::keyClick(Cell("Desc", 2), Qt::Key_Tab);
-  EXPECT_EQ(ServerDescription[2], "\u00E4\u20AC\u0416");
+  Cell("Desc", 2)->insert(QStringLiteral("\u202A\u00E4\u20AC\u0416"));
+  for (const char* pass : {"typed", "shown"}) {
+    Cell("Desc", 2)->setFocus();
+    QTest::keyClick(Cell("Desc", 2), Qt::Key_Tab);
+    EXPECT_EQ(ServerDescription[2], "\u202A\u00E4\u20AC\u0416") << pass;
+    MakeListView();
+    EXPECT_EQ(Row(2), "[x] 10.1.0.3, \u25AF\u00E4\u20AC\u0416, 0%, No answer yet from Nameserver");
+  }
   EXPECT_EQ(Cell("Desc", 2)->cursorPosition(), 0) << "the beginning of a long one is seen";
   EXPECT_EQ(FocusRow, -1);
   Type(Address(0), " 10.1.0.9 ");
