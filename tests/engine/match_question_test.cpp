@@ -133,15 +133,18 @@ TEST_F(MatchQuestionPath, NobodyGetsWhatHeCannotTake) {
 }
 
 TEST_F(MatchQuestionPath, ARetryTakesItsRequestsPlaceAndTheOldestMakesRoom) {
-  for (int turn = 0; turn < 2; ++turn) AskFrom(1, QueryFor("again.example"));
-  EXPECT_EQ(PendingCount, 1);
+  for (; clock.now < 2; ++clock.now) AskFrom(1, QueryFor("again.example"));
+  EXPECT_EQ(std::pair(PendingCount, PendingTable[0].SentAt), std::pair(std::int16_t{1}, 0));
+  EXPECT_EQ(ports.ports[0]->sent.front().message, ports.ports[0]->sent.back().message);
+  OnClientDatagram(QueryFor("again.example"), "127.0.0.2", 1);
+  EXPECT_EQ(PendingCount, 2) << "another client";
   for (std::int32_t port = 2; port <= 301; ++port) {
     clock.now += 1;
     AskFrom(port, QueryFor("same.example"));
   }
   EXPECT_EQ(std::tuple(PendingCount, ServerEnabled[0], boxes.shown.size()), std::tuple(kPendingSlots, kTrue, 0u));
   Answer(ReplyTo(QueryFor("same.example"), "100", Record(kA, 60)));
-  EXPECT_EQ(std::tuple(TOTALQ, ADNS, NOTANSWERED, PendingCount), std::tuple(302, 300, 2, 0));
+  EXPECT_EQ(std::tuple(TOTALQ, ADNS, NOTANSWERED, PendingCount), std::tuple(303, 300, 3, 0));
   // Hits that fill the table in an outage, or requests from before the tick counter wrapped, leave no less room.
   for (const char* const filling : {"same.example", "other.example"}) {
     PendingCount = 0;
@@ -168,8 +171,25 @@ TEST_F(MatchQuestionPath, ARetryLeavesOnceAPortCanBeOpened) {
   }
 }
 
+TEST_F(MatchQuestionPath, AnAnswerCountsAtThePortThatItsQueryLeftFrom) {
+  const std::string queries[] = {QueryFor("a.example", kA, 1), QueryFor("b.example", kA, 2)};
+  for (const std::string& query : queries) {
+    Ask(query);
+    EXPECT_TRUE(portTimer.running);
+    OnPortTimer();
+  }
+  const auto answer = [&](std::size_t i) {
+    return forwardedAs[queries[i].substr(0, 2)] + ReplyTo(queries[i]).substr(2);
+  };
+  ports.ports.at(1)->handler(answer(0), "10.1.0.1", 53);
+  OnServerDatagram(answer(1), "10.1.0.1", 53);
+  EXPECT_EQ(Got(), Messages());
+  for (std::size_t i = 0; i < 2; ++i) ports.ports[i]->handler(answer(i), "10.1.0.1", 53);
+  EXPECT_EQ(Got().size(), 2u);
+}
+
 TEST_F(MatchQuestionPath, ALoopSwitchesTheServersOff) {
-  for (const std::string loop : {"server", "own port", "identifier", "one host", "again", "many hosts"}) {
+  for (const std::string loop : {"server", "own port", "identifier", "one host", "again", "slow host", "many hosts"}) {
     SCOPED_TRACE(loop);
     PendingCount = 0;
     boxes.shown.clear();
@@ -179,14 +199,15 @@ TEST_F(MatchQuestionPath, ALoopSwitchesTheServersOff) {
       const std::uint16_t back = PendingTable[static_cast<std::size_t>(std::max(PendingCount - 1, 0))].OwnIdentifier;
       const std::uint16_t identifier = loop == "identifier" ? back : static_cast<std::uint16_t>(i);
       const std::string host = loop == "many hosts" ? "10.0.0." + std::to_string(i % 200) : "10.0.0.9";
-      const std::string name =
-          loop == "one host" || loop == "many hosts" || loop == "identifier" ? "" : std::to_string(i);
+      const std::string name = loop.find("host") != loop.npos || loop == "identifier" ? "" : std::to_string(i);
+      if (loop == "slow host") clock.now += 10;
       OnClientDatagram(QueryFor(name + ".example", kA, identifier),
                        loop == "server" || loop == "again" ? "10.1.0.1" : host,
                        loop == "own port" ? ports.ports[0]->localPort : i);
     }
-    EXPECT_EQ(boxes.shown.size(), loop == "many hosts" ? 0u : 1u);
-    EXPECT_EQ(ServerEnabled[0], loop == "many hosts" ? kTrue : kFalse);
+    const bool outage = loop == "many hosts" || loop == "slow host";
+    EXPECT_EQ(std::pair(boxes.shown.size(), ServerEnabled[0]),
+              outage ? std::pair(std::size_t{0}, kTrue) : std::pair(std::size_t{1}, kFalse));
   }
 }
 
