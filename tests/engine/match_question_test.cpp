@@ -145,6 +145,8 @@ TEST_F(MatchQuestionPath, ARetryTakesItsRequestsPlaceAndTheOldestMakesRoom) {
   EXPECT_EQ(std::tuple(PendingCount, ServerEnabled[0], boxes.shown.size()), std::tuple(kPendingSlots, kTrue, 0u));
   Answer(ReplyTo(QueryFor("same.example"), "100", Record(kA, 60)));
   EXPECT_EQ(std::tuple(TOTALQ, ADNS, NOTANSWERED, PendingCount), std::tuple(303, 300, 3, 0));
+  for (int turn = 0; turn < 2; ++turn) AskFrom(1, QueryFor("same.example"));
+  EXPECT_EQ(std::tuple(TOTALQ, ACACHE, NOTANSWERED), std::tuple(305, 2, 3));
   // Hits that fill the table in an outage, or requests from before the tick counter wrapped, leave no less room.
   for (const char* const filling : {"same.example", "other.example"}) {
     PendingCount = 0;
@@ -292,7 +294,9 @@ TEST_F(MatchQuestionPath, WhatAsksNoQuestionIsRelayedUnchanged) {
   std::string two = QueryFor("name.example");
   two[5] = 2;
   const std::string response = ReplyTo(QueryFor("name.example"), "100", Record(kA, 60));
-  for (const std::string& message : {two, response}) {
+  std::string twice = WithOpt(WithOpt(QueryFor("name.example"), 1232), 1232);
+  twice[11] = 2;
+  for (const std::string& message : {two, response, twice}) {
     Ask(message);
     Ask(std::string(message).replace(0, 1, "X"));
     const std::string answer = message == two ? ReplyTo(two, "100", Record(kA, 60)) : response;
