@@ -2,6 +2,8 @@
 #include <netinet/in.h>
 #include <sys/mount.h>
 
+#include <sstream>
+
 #include "program.h"
 
 namespace quenvar::lab {
@@ -101,6 +103,62 @@ TEST(MatchQuestion, ToolsAndValidatorsGetHitsAtOnceAndWithoutWarning) {
     }
     WriteFile("/etc/resolv.conf", machines);
   }
+}
+
+using Forgery = LabTest;
+
+// The sockets of the program's place hold nothing, and none of them was ever too full to take more.
+bool HasReadAll(const Program& program) {
+  std::istringstream lines(ReadFile("/proc/" + std::to_string(program.Id()) + "/net/udp"));
+  std::string line, field, queues, lost;
+  for (std::getline(lines, line); std::getline(lines, line);) {
+    std::istringstream fields(line);
+    for (int number = 1; fields >> field; ++number) (number == 5 ? queues : lost) = field;
+    if (queues != "00000000:00000000" || lost != "0") return false;
+  }
+  return true;
+}
+
+TEST_F(Forgery, NoAnswerWithAnotherIdentifierOrAtAnotherPortIsDeliveredOrStored) {
+  WriteFile(home_.SettingsFile(), SettingsFor({1}, "No", kMatchQuestion));
+  const Program program(home_);
+  const std::string query = Query(0x1111, "forged.test");
+  client_.Ask(query);
+  const Datagram asked = servers_.Next().value();
+  const std::uint32_t port = ntohs(asked.peer.sin_port);
+  const Client others;
+  Datagram other;
+  int names = 0;
+  const auto portHasChanged = [&] {
+    others.Ask(Query(0x1111, "name" + std::to_string(++names)));
+    other = servers_.Next().value();
+    if (other.peer.sin_port != asked.peer.sin_port) return true;
+    servers_.Answer(other, AnswerTo(other.bytes));
+    return others.Answer() == "(no answer)";
+  };
+  ASSERT_TRUE(Eventually(portHasChanged));
+  const std::string identifier = asked.bytes.substr(0, 2);
+  EXPECT_NE(identifier + other.bytes.substr(0, 2), "\x11\x11\x11\x11") << "the client's";
+
+  std::string forged = AnswerTo(asked.bytes);
+  forged.back() = '\x66';
+  const auto forge = [&](const std::string& number, std::uint32_t to) {
+    if (number == identifier && to == port) return;
+    sockaddr_in peer = asked.peer;
+    peer.sin_port = htons(static_cast<std::uint16_t>(to));
+    servers_.SendFrom(asked.local, forged.replace(0, 2, number), peer);
+  };
+  for (std::uint32_t number = 0; number < 65536; ++number) {
+    forge(Bytes16(number), port);
+    if (number != 0) forge(identifier, number);
+    ASSERT_TRUE(number % 128 != 0 || Eventually([&] { return HasReadAll(program); }))
+        << "delivered, or lost on the way";
+  }
+
+  const Client second;
+  second.Ask(query);
+  servers_.Answer(asked, AnswerTo(asked.bytes));
+  for (const Client& client : {client_, second}) EXPECT_EQ(client.Answer(), AnswerTo(query));
 }
 
 }  // namespace
