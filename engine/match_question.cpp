@@ -70,6 +70,13 @@ bool IsFailure(const std::string& key, std::string_view answer) {
   return code == kFormatError || code == kServerFailure || code == kNotImplemented || code == kRefused;
 }
 
+// What the name holds, or that there is no such name. Other codes tell nothing, or are for the one who has asked, such
+// as the refusal of a cookie (RFC 7873, section 8).
+bool IsFound(std::string_view answer) {
+  constexpr int kNoError = 0, kNameError = 3;
+  return ResponseCode(answer) == kNoError || ResponseCode(answer) == kNameError;
+}
+
 // High byte first.
 std::string TimeBytes(std::int64_t second) {
   std::string bytes(kTimeBytes, '\0');
@@ -230,7 +237,7 @@ void MatchQuestionRules::Store(const std::string& key, std::string_view answer) 
 int MatchQuestionRules::FindReceiver(const std::string& key, std::string_view answer, Origin origin) {
   const bool fromServer = origin == Origin::Server;
   // The answer to a query goes to whoever has sent it; to others only when it tells them as much.
-  const bool forAll = AsksQuestion(key) && !IsTruncated(answer) && !IsFailure(key, answer);
+  const bool forAll = AsksQuestion(key) && !IsTruncated(answer) && IsFound(answer);
   return FindOldest([&](const PendingRequest& request) {
     if (!request.Waits()) return false;
     if (fromServer && request.OwnIdentifier == Identifier(answer))

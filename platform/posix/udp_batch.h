@@ -28,6 +28,8 @@ class UdpInbox {
   /// Takes what has arrived at `socket`, when nothing is left here. False when there is nothing.
   bool Fill(int socket);
   bool Empty() const { return next_ == count_; }
+  /// Drops those that wait. The one that was taken last stays as it is.
+  void Clear() { next_ = count_; }
   /// The next one; stays valid until Fill is called after it.
   Datagram Take();
 

@@ -64,6 +64,7 @@ void SocketUdpPort::Deactivate() {
   close(socket_);
   socket_ = -1;
   boundPort_ = 0;
+  for (const auto& inbox : inboxes_) inbox->Clear();
 }
 
 int SocketUdpPort::Activate() {

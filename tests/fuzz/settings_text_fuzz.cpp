@@ -28,13 +28,10 @@ struct TextProfile : Profile {
   ProfileText text;
 };
 
-// Without line breaks, the blanks around it and one pair of quotes.
+// As it is, but for line breaks.
 std::string Readable(std::string value) {
   for (char& c : value) c = c == '\r' || c == '\n' || c == '\0' ? ' ' : c;
-  value.erase(0, value.find_first_not_of(" \t"));
-  value.erase(value.find_last_not_of(" \t") + 1);
-  const bool quoted = value.size() > 1 && value[0] == value.back() && (value[0] == '"' || value[0] == '\'');
-  return quoted ? value.substr(1, value.size() - 2) : value;
+  return value;
 }
 
 std::string SetAndCheck(const std::string& content, Input& input) {
