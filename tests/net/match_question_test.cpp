@@ -71,17 +71,14 @@ const Tool kTools[] = {
     {kDnsmasq + "dig -p 5353 +dnssec www.signed.example; kill $!; wait", "rd ra ad;"},
 };
 
-// What a tool writes, and the least time that it took when it was tried a few times.
-std::pair<std::string, std::chrono::milliseconds> TimedRun(const std::string& command, int tries) {
-  std::string output;
-  auto least = kPatience;
-  for (; tries > 0; --tries) {
-    const auto start = std::chrono::steady_clock::now();
-    output = Output("{ " + command + "; true; } 2>&1");
-    least = std::min(least,
-                     std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start));
-  }
-  return {output, least};
+constexpr std::chrono::milliseconds kAtOnce{100};
+
+// What a tool writes, and whether it was done at once, in one of so many tries where the machine is busy.
+std::pair<std::string, bool> TimedRun(const std::string& command, int tries) {
+  const auto start = std::chrono::steady_clock::now();
+  const std::string output = Output("{ " + command + "; true; } 2>&1");
+  const bool atOnce = std::chrono::steady_clock::now() - start < kAtOnce;
+  return atOnce || tries == 1 ? std::pair(output, atOnce) : TimedRun(command, tries - 1);
 }
 
 // The first time each of them asks a name server, which then ends.
@@ -96,10 +93,10 @@ TEST(MatchQuestion, ToolsAndValidatorsGetHitsAtOnceAndWithoutWarning) {
     const auto server = hits ? nullptr : std::make_unique<SignedZone>();
     WriteFile("/etc/resolv.conf", "nameserver 127.0.0.1\n");
     for (const auto& [command, result] : kTools) {
-      const auto [output, time] = TimedRun(command, hits ? 3 : 1);
+      const auto [output, atOnce] = TimedRun(command, hits ? 10 : 1);
       EXPECT_NE(output.find(result), std::string::npos) << command << "\n" << output;
       for (const char* word : {"Warning", "WARNING"}) EXPECT_EQ(output.find(word), std::string::npos) << output;
-      EXPECT_TRUE(!hits || time < std::chrono::milliseconds(100)) << command << ": " << time.count() << " ms";
+      EXPECT_TRUE(!hits || atOnce) << command;
     }
     WriteFile("/etc/resolv.conf", machines);
   }

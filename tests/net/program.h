@@ -96,8 +96,10 @@ class LabTest : public testing::Test {
  protected:
   LabTest() { WriteFile(home_.SettingsFile(), SettingsFor({1})); }
 
-  /// The client asks, and the first server that is asked gives this answer: what the client gets first.
-  std::string Exchange(const std::string& query, const std::string& answer);
+  /// The client asks, and the first server that is asked gives this answer, with the identifier that it was asked with:
+  /// what the client gets first.
+  std::string Exchange(const Client& client, const std::string& query, const std::string& answer) const;
+  std::string Exchange(const std::string& query, const std::string& answer) const;
   /// An exchange about a fresh name, true when it succeeds. It takes the same way as everything sent before it, so it
   /// also shows that none of that is still to come.
   bool RoundTrip();
