@@ -36,12 +36,9 @@ struct Askers {
 using Outage = LabTest;
 
 TEST_F(Outage, OfAMinuteIsOverWithTheFirstAnswerAndAllIsCounted) {
-  const std::string speed = std::to_string(kSpeed);
   for (const auto& [count, names] : {std::pair(30u, 1u), {200u, 4u}}) {
     WriteFile(home_.SettingsFile(), SettingsFor({1}, "No", kMatchQuestion));
-    Program program(
-        home_,
-        {.environment = {{"LD_PRELOAD", FAST_CLOCK}, {"SOAK_CLOCK_BEGIN", "1000"}, {"SOAK_CLOCK_SPEED", speed}}});
+    Program program(home_, {.environment = FastClock(kSpeed)});
     Askers askers{std::vector<Askers::Asker>(count)};
     const auto start = steady_clock::now();
     for (auto next = start; next < start + 11 * kRetryTime; next += kRetryTime) {

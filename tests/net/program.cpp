@@ -72,6 +72,13 @@ std::string SettingsFor(const std::vector<int>& servers, const std::string& noCa
   return text;
 }
 
+std::map<std::string, std::string> FastClock(int speed) {
+  return {{"LD_PRELOAD", FAST_CLOCK},
+          {"SOAK_CLOCK_BEGIN", "1000"},
+          {"SOAK_CLOCK_SPEED", std::to_string(speed)},
+          {"ASAN_OPTIONS", "verify_asan_link_order=0:abort_on_error=1"}};
+}
+
 Program::Program(const Home& home, const StartOptions& options) {
   static int programs = 0;
   standardError_ = kDirectory / ("stderr" + std::to_string(++programs));

@@ -33,15 +33,6 @@ std::size_t SendUntilItStalls(const Socket& connection) {
   return sent;
 }
 
-/// The environment of a program whose clocks run so many times as fast. The sanitizers want to be loaded first, but can
-/// do without.
-std::map<std::string, std::string> FastClock(int speed) {
-  return {{"LD_PRELOAD", FAST_CLOCK},
-          {"SOAK_CLOCK_BEGIN", "1000"},
-          {"SOAK_CLOCK_SPEED", std::to_string(speed)},
-          {"ASAN_OPTIONS", "verify_asan_link_order=0:abort_on_error=1"}};
-}
-
 class TcpRelay : public LabTest {
  protected:
   Socket listening_ = Listen(Place::Upstream);
