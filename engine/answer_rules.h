@@ -47,6 +47,9 @@ class AnswerRules {
   /// Sends them to the server of a row.
   virtual void SendToServer(std::size_t row, std::string_view outgoing);
 
+  /// Whether the sweep also looks at the slots that it has just given up.
+  virtual bool SweepsGivenUpSlots() const { return true; }
+
   // What the client gets.
 
   /// The stored answer that `request` may be given; empty when there is none.

@@ -1,6 +1,7 @@
 #include "engine/housekeeping.h"
 
 #include "base/numbers.h"
+#include "engine/answer_rules.h"
 #include "engine/pending_table.h"
 #include "engine/shutdown.h"
 #include "engine/window_state.h"
@@ -30,10 +31,11 @@ bool Expired(const PendingRequest& request) {
 
 // The bound of the loop stays what it was before the first removal. A record that moves into a freed slot is looked at
 // on the next tick, and the slots that fell free at the end are looked at with the copies that they still hold; both
-// are intended.
+// are intended, by the plain rules.
 void RemoveExpired() {
   const int count = PendingCount;
-  for (int index = 0; index < count; ++index) {
+  const bool all = answerRules->SweepsGivenUpSlots();
+  for (int index = 0; index < (all ? count : PendingCount); ++index) {
     const PendingRequest& request = PendingTable[static_cast<std::size_t>(index)];
     if (!Expired(request)) continue;
     if (request.Waits()) {

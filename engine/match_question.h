@@ -29,6 +29,8 @@ class MatchQuestionRules final : public AnswerRules {
   std::string_view Outgoing(const PendingRequest& request, std::string_view query, std::string& copy) override;
   /// From a port that is changed every second (engine/asked_ports.h).
   void SendToServer(std::size_t row, std::string_view outgoing) override;
+  /// It would drop requests that nobody counts.
+  bool SweepsGivenUpSlots() const override { return false; }
   /// Only while the answer is younger than its time-to-live, which its records are reduced by, and where it fits.
   std::string StoredAnswer(const PendingRequest& request) override;
   /// An answer counts when it comes from port 53 of an enabled server that was asked, to the port and with the

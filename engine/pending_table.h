@@ -29,6 +29,7 @@ struct alignas(64) PendingRequest {
   std::string Question;  ///< name, type and class as the query has them; empty where the answer suits nobody else
   std::string Cookie;    ///< the client's part of the cookie in the query; empty without one
   bool SpeaksEdns = false;
+  std::uint8_t Retries = 0;       ///< how often its client has sent it again
   std::uint16_t AnswerBytes = 0;  ///< the longest answer that the client takes
 
   bool Waits() const { return AnsweredAt == kStillWaiting; }

@@ -21,6 +21,10 @@ namespace {
 
 /// So many requests for one question, within so short a time and from one other host, are no users' programs.
 constexpr int kLoopRequests = 250;
+/// Programs of this host may all want the same at once.
+constexpr int kOwnLoopRequests = 290;
+/// A client gives up long before it has sent a query so often.
+constexpr int kMostRetries = 20;
 constexpr std::int32_t kLoopMilliseconds = 2000;
 
 using Address = std::optional<std::uint32_t>;
@@ -49,6 +53,7 @@ bool IsRetryOf(const PendingRequest& request, const PendingRequest& earlier) {
 void TakePlaceOf(PendingRequest& earlier, PendingRequest& request) {
   // Both were counted when they came; only one of them can be answered.
   if (earlier.Waits()) Increment(NOTANSWERED);
+  request.Retries = static_cast<std::uint8_t>(earlier.Retries + 1);
   request.SentAt = earlier.SentAt;
   request.OwnIdentifier = earlier.OwnIdentifier;
   request.AskedFrom = earlier.AskedFrom;
@@ -78,7 +83,7 @@ void MakeRoom() {
 // A third host on the way makes the queries of a loop look like another host's own.
 bool IsOneQuestionOfOneHost(const PendingRequest& first) {
   const std::string address = first.ClientAddressText();
-  if (address.starts_with("127.") || IsOwnAddress(address)) return false;
+  const bool own = address.starts_with("127.") || IsOwnAddress(address);
   const std::int32_t now = platform.clock->MillisecondTick();
   const auto alike =
       std::count_if(PendingTable.begin(), PendingTable.begin() + PendingCount, [&](const PendingRequest& request) {
@@ -86,7 +91,7 @@ bool IsOneQuestionOfOneHost(const PendingRequest& first) {
         return age && *age <= kLoopMilliseconds && request.ClientAddress == first.ClientAddress &&
                EqualWithoutCase(request.Name, first.Name);
       });
-  return alike >= kLoopRequests;
+  return alike >= (own ? kOwnLoopRequests : kLoopRequests);
 }
 
 }  // namespace
@@ -96,7 +101,9 @@ void EnterRequest(PendingRequest& request) {
   const auto earlier =
       std::find_if(PendingTable.begin(), end, [&](const PendingRequest& other) { return IsRetryOf(request, other); });
   // A relay that takes what comes back for a retry too would go round with this host for ever, and fill no table.
-  if (earlier != end && !ComesFromServer(request, EnabledServers())) return TakePlaceOf(*earlier, request);
+  const bool retry = earlier != end && earlier->Retries < kMostRetries && !ComesFromServer(request, EnabledServers());
+  if (retry) return TakePlaceOf(*earlier, request);
+  if (earlier != end) request.Retries = earlier->Retries;
   BeginAsking(request);
   if (PendingCount == kPendingSlots && !LooksLikeLoop()) MakeRoom();
   AddPending(request);

@@ -139,7 +139,7 @@ TEST_F(MatchQuestionPath, ARetryTakesItsRequestsPlaceAndTheOldestMakesRoom) {
   OnClientDatagram(QueryFor("again.example"), "127.0.0.2", 1);
   EXPECT_EQ(PendingCount, 2) << "another client";
   for (std::int32_t port = 2; port <= 301; ++port) {
-    clock.now += 1;
+    clock.now += 10;
     AskFrom(port, QueryFor("same.example"));
   }
   EXPECT_EQ(std::tuple(PendingCount, ServerEnabled[0], boxes.shown.size()), std::tuple(kPendingSlots, kTrue, 0u));
@@ -150,8 +150,10 @@ TEST_F(MatchQuestionPath, ARetryTakesItsRequestsPlaceAndTheOldestMakesRoom) {
   // Hits that fill the table in an outage, or requests from before the tick counter wrapped, leave no less room.
   for (const char* const filling : {"same.example", "other.example"}) {
     PendingCount = 0;
-    clock.now = std::numeric_limits<std::int32_t>::max();
-    for (int i = 0; i < kPendingSlots; ++i) Ask(QueryFor(filling));
+    for (int i = kPendingSlots; i > 0; --i) {
+      clock.now = std::numeric_limits<std::int32_t>::max() - 10 * i;
+      Ask(QueryFor(filling));
+    }
     if (filling[0] == 'o') clock.now = std::numeric_limits<std::int32_t>::min();
     for (std::int32_t port = 1000; port < 1003; ++port) AskFrom(port, QueryFor(std::to_string(port)));
     EXPECT_EQ(
@@ -191,16 +193,20 @@ TEST_F(MatchQuestionPath, AnAnswerCountsAtThePortThatItsQueryLeftFrom) {
 }
 
 TEST_F(MatchQuestionPath, ALoopSwitchesTheServersOff) {
-  for (const std::string loop : {"server", "own port", "identifier", "one host", "again", "slow host", "many hosts"}) {
+  for (const std::string loop :
+       {"server", "own port", "identifier", "one host", "own host", "one client", "again", "slow host", "many hosts"}) {
     SCOPED_TRACE(loop);
     PendingCount = 0;
     boxes.shown.clear();
     SetServer(0, "010.1.0.1");
-    for (int turn = 0; turn <= kPendingSlots; ++turn) {
-      const int i = loop == "again" ? 0 : turn;  // a relay that takes what comes back for a retry
+    for (int turn = 0; turn <= kPendingSlots + 20; ++turn) {
+      // A relay that takes what comes back for a retry, or sends it on as its own always.
+      const int i = loop == "again" || loop == "one client" ? 0 : turn;
       const std::uint16_t back = PendingTable[static_cast<std::size_t>(std::max(PendingCount - 1, 0))].OwnIdentifier;
       const std::uint16_t identifier = loop == "identifier" ? back : static_cast<std::uint16_t>(i);
-      const std::string host = loop == "many hosts" ? "10.0.0." + std::to_string(i % 200) : "10.0.0.9";
+      const std::string host = loop == "many hosts" ? "10.0.0." + std::to_string(i % 200)
+                               : loop == "own host" ? "127.0.0.1"
+                                                    : "10.0.0.9";
       const std::string name = loop.find("host") != loop.npos || loop == "identifier" ? "" : std::to_string(i);
       if (loop == "slow host") clock.now += 10;
       OnClientDatagram(QueryFor(name + ".example", kA, identifier),
