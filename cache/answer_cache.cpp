@@ -44,12 +44,12 @@ RecordStore::Result Repair() {
 }
 
 // A damaged file is never opened: what can be read of it is no answer to rely on.
-RecordStore::Result RepairCompactAndOpen() {
+RecordStore::Result RepairCompactAndOpen(const RecordStore::FindKeys& findUseless) {
   RecordStore& records = *platform.records;
   if (IsDamaged(records.Check(DatabasePath()))) {
     if (RecordStore::Result repaired = Repair(); repaired.Failed()) return repaired;
   }
-  records.Compact(DatabasePath(), WorkPath());
+  records.Compact(DatabasePath(), WorkPath(), findUseless);
   return records.Open(DatabasePath());
 }
 
@@ -67,9 +67,9 @@ void GoOnWithout(const RecordStore::Result& failure) {
 
 }  // namespace
 
-void OpenCache() {
+void OpenCache(const RecordStore::FindKeys& findUseless) {
   if (!DatabaseExists()) CreateCache();
-  RecordStore::Result opened = RepairCompactAndOpen();
+  RecordStore::Result opened = RepairCompactAndOpen(findUseless);
   // A full disk or another program's lock passes, and deleting the file would not help against it.
   if (IsDamaged(opened)) opened = OpenNew();
   if (!opened.Failed()) opened = platform.records->OpenTable();

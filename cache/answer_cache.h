@@ -11,12 +11,14 @@
 #include <string>
 #include <string_view>
 
+#include "platform/record_store.h"
+
 namespace quenvar {
 
 /// Opens the cache database in the program directory: makes, repairs, compacts or replaces it as needed. A line on
 /// standard error says how many names a repair saved. Where all of that fails, a log line says so and the program runs
-/// on without a cache.
-void OpenCache();
+/// on without a cache. `findUseless`, which may be empty, names the records that compaction leaves out.
+void OpenCache(const RecordStore::FindKeys& findUseless = {});
 
 /// Makes an empty database. A failure shows when it is opened.
 void CreateCache();
@@ -37,6 +39,9 @@ std::string CacheLookup(std::string_view name);
 
 /// Stores or replaces the answer for a name, as a whole or, on failure, not at all. Failures are ignored.
 void CacheStore(std::string_view name, std::string_view value);
+
+/// Removes the answer for a name, as a whole or, on failure, not at all.
+void CacheRemove(std::string_view name);
 
 /// Removes a record and those that continue it. False when the database refused.
 bool CacheDeleteChain(std::string_view key);

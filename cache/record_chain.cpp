@@ -40,6 +40,17 @@ bool WriteAnswer(std::string_view name, std::string_view value) {
   return WriteChain(name, value);
 }
 
+template <typename Write>
+void WriteWhole(Write write) {
+  RecordStore& records = *platform.records;
+  if (!records.Begin()) return;
+  if (write()) {
+    records.Commit();
+  } else {
+    records.Rollback();
+  }
+}
+
 }  // namespace
 
 std::string CacheLookup(std::string_view name) {
@@ -51,15 +62,13 @@ std::string CacheLookup(std::string_view name) {
 }
 
 void CacheStore(std::string_view name, std::string_view value) {
-  RecordStore& records = *platform.records;
   // The database would refuse it, and with it the stores before it that are not on disk yet.
   if (name.size() > kLongestName) return;
-  if (!records.Begin()) return;
-  if (WriteAnswer(name, value)) {
-    records.Commit();
-  } else {
-    records.Rollback();
-  }
+  WriteWhole([&] { return WriteAnswer(name, value); });
+}
+
+void CacheRemove(std::string_view name) {
+  WriteWhole([&] { return CacheDeleteChain(name); });
 }
 
 bool CacheDeleteChain(std::string_view key) {

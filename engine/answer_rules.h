@@ -65,6 +65,9 @@ class AnswerRules {
   virtual std::string_view AnswerFor(const PendingRequest& request, std::string_view answer, std::string& copy);
   /// The index of the oldest request, answered from the cache before, that `answer` settles; -1 when there is none.
   virtual int FindSettled(const std::string& key, std::string_view answer);
+
+  /// Called once a second.
+  virtual void Tick() {}
 };
 
 /// The rules in use, never null.

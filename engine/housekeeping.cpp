@@ -52,6 +52,7 @@ void OnTimer1() {
   SweepPending();
   UpDateStatistic();
   OnTcpTick();
+  answerRules->Tick();
 }
 
 void SweepPending() {

@@ -9,6 +9,7 @@
 #include "engine/query_name.h"
 #include "engine/query_path.h"
 #include "engine/request_room.h"
+#include "engine/stored_entry.h"
 #include "platform/clock.h"
 #include "platform/platform.h"
 #include "settings/address.h"
@@ -17,11 +18,8 @@ namespace quenvar {
 
 namespace {
 
-/// Ends the name within a key.
-constexpr char kNameEnd = '\0';
 /// Follows it in the key of a query without EDNS.
 constexpr char kPlainLetter = 'N';
-constexpr std::size_t kTimeBytes = 8;
 /// Clients ask again after about five seconds; a server that is silent for so long is not waited for any more.
 constexpr std::int32_t kPatienceMilliseconds = 2000;
 
@@ -75,20 +73,6 @@ bool IsFailure(const std::string& key, std::string_view answer) {
 bool IsFound(std::string_view answer) {
   constexpr int kNoError = 0, kNameError = 3;
   return ResponseCode(answer) == kNoError || ResponseCode(answer) == kNameError;
-}
-
-// High byte first.
-std::string TimeBytes(std::int64_t second) {
-  std::string bytes(kTimeBytes, '\0');
-  for (std::size_t i = 0; i < kTimeBytes; ++i)
-    bytes[i] = static_cast<char>(second >> (8 * (kTimeBytes - 1 - i)) & 0xFF);
-  return bytes;
-}
-
-std::uint64_t ReadTime(std::string_view bytes) {
-  std::uint64_t second = 0;
-  for (const char byte : bytes) second = second << 8 | static_cast<unsigned char>(byte);
-  return second;
 }
 
 // The question of `answer`, in any spelling.
@@ -169,13 +153,11 @@ void MatchQuestionRules::SendToServer(std::size_t row, std::string_view outgoing
 
 std::string MatchQuestionRules::StoredAnswer(const PendingRequest& request) {
   if (request.Question.empty()) return {};
-  std::string answer = CacheLookup(request.Name);
-  if (answer.size() < kTimeBytes) return {};
-  const std::size_t size = answer.size() - kTimeBytes;
+  std::optional<StoredEntry> entry = ReadEntry(CacheLookup(request.Name));
+  if (!entry) return {};
   // An entry of the future has an age beyond every time-to-live.
-  const std::uint64_t age =
-      static_cast<std::uint64_t>(platform.clock->UnixSecond()) - ReadTime(std::string_view(answer).substr(size));
-  answer.resize(size);
+  const auto age = static_cast<std::uint64_t>(platform.clock->UnixSecond() - entry->second);
+  std::string answer = std::move(entry->answer);
   if (age >= Lifetime(answer) || !HasQuestion(answer, request.Question) || !Fits(request, answer)) return {};
   ReduceLifetimes(answer, static_cast<std::uint32_t>(age));
   SetIdentifier(answer, request.Identifier);
@@ -225,13 +207,11 @@ bool MatchQuestionRules::IsHeldBack(const PendingRequest& request) const {
 
 void MatchQuestionRules::Store(const std::string& key, std::string_view answer) {
   if (!AsksQuestion(key) || IsTruncated(answer) || Lifetime(answer) == 0 || SuitsNobody(key, answer)) return;
-  std::string entry;
-  entry.reserve(answer.size() + kTimeBytes);
-  entry = answer;
+  std::string entry = EntryBytes(answer, platform.clock->UnixSecond());
   // An answer that comes again within the second is then the same entry, and need not be written.
   SetIdentifier(entry, 0);
   BlankCookies(entry, {});
-  CacheStore(key, entry += TimeBytes(platform.clock->UnixSecond()));
+  if (sweep_.HasRoom(key, entry.size())) CacheStore(key, entry);
 }
 
 int MatchQuestionRules::FindReceiver(const std::string& key, std::string_view answer, Origin origin) {

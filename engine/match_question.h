@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "engine/answer_rules.h"
+#include "engine/entry_sweep.h"
 #include "settings/server_list.h"
 
 namespace quenvar {
@@ -16,7 +17,7 @@ namespace quenvar {
 /// (engine/message_reader.h) goes by the joined name and the byte 0, which no other key ends with; it is relayed, and
 /// the answer to it goes to its own client only and is never stored.
 ///
-/// An entry of the cache is the answer, then the second at which it was stored, eight bytes, high byte first.
+/// What is stored has the form of engine/stored_entry.h.
 class MatchQuestionRules final : public AnswerRules {
  public:
   std::string KeyOf(std::string_view query) override;
@@ -47,6 +48,8 @@ class MatchQuestionRules final : public AnswerRules {
   /// client, or has an EDNS record that it does not know, is cut.
   std::string_view AnswerFor(const PendingRequest& request, std::string_view answer, std::string& copy) override;
   int FindSettled(const std::string& key, std::string_view answer) override;
+  /// Sweeps the cache.
+  void Tick() override { sweep_.Tick(); }
 
  private:
   /// The servers of these rows have spoken.
@@ -61,6 +64,8 @@ class MatchQuestionRules final : public AnswerRules {
 
   /// For each row, the tick since which a failure has been held back for its sake without a word from it.
   std::array<std::optional<std::int32_t>, kServerRows> silentSince_;
+
+  EntrySweep sweep_;
 };
 
 }  // namespace quenvar

@@ -11,6 +11,7 @@
 #include "engine/pending_table.h"
 #include "engine/query_path.h"
 #include "engine/shutdown.h"
+#include "engine/stored_entry.h"
 #include "engine/window_state.h"
 #include "platform/event_loop.h"
 #include "platform/files.h"
@@ -167,7 +168,7 @@ int InitialiseEngine() {
   ServerWinning.fill(0);
   ServerResponded.fill(kFalse);
   if (const int error = InitTcpRelay(); error != 0) return error;
-  OpenCache();
+  OpenCache(ReadMatchQuestion() ? FindUselessRecords : RecordStore::FindKeys());
   ReadSettingsOnce();
   ChooseAnswerRules();
   LogNameServers();

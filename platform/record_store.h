@@ -2,10 +2,12 @@
 // a cursor. Keys and values are bytes, at most 255 each; a longer one is refused.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 
 namespace quenvar {
 
@@ -19,6 +21,9 @@ class RecordStore {
     bool surroundings = false;
     bool Failed() const { return number != 0; }
   };
+
+  using Keys = std::unordered_set<std::string>;
+  using FindKeys = std::function<Keys()>;
 
   virtual ~RecordStore() = default;
 
@@ -36,7 +41,9 @@ class RecordStore {
   virtual Result Repair(const std::string& path, const std::string& workPath, const std::function<bool()>& sift) = 0;
   /// Replaces a closed file by a compacted copy, built under `workPath`, where anything in the way is deleted first.
   /// The file keeps its owner and permissions. On failure it is as it was and nothing is left under `workPath`.
-  virtual Result Compact(const std::string& path, const std::string& workPath) = 0;
+  /// `findUseless`, which may be empty, is called while its records are the open table, and names those that the copy
+  /// goes without; it must not write.
+  virtual Result Compact(const std::string& path, const std::string& workPath, const FindKeys& findUseless) = 0;
   /// Opens an existing file. A file without content is no database.
   virtual Result Open(const std::string& path) = 0;
   /// Opens the table in the open file.
@@ -52,6 +59,9 @@ class RecordStore {
 
   /// Calls `visit` with each record, in any order; it may Seek, but not write. False when not all could be read.
   virtual bool ForEach(const std::function<void(std::string_view key, std::string_view value)>& visit) = 0;
+  /// The smallest key that is greater than `key`, byte by byte. Empty after the last one, and when it could not be
+  /// read.
+  virtual std::optional<std::string> KeyAfter(std::string_view key) = 0;
   /// Makes the record with exactly this key the current one. Its value stays valid until the next Seek.
   virtual std::optional<std::string_view> Seek(std::string_view key) = 0;
   /// Fails where the key exists.
@@ -60,6 +70,13 @@ class RecordStore {
   virtual bool Update(std::string_view value) = 0;
   /// Deletes the current record.
   virtual bool Delete() = 0;
+
+  /// The bytes of the file that are in use. Room that deleted records have left is not counted: it is used again before
+  /// the file grows.
+  virtual std::uint64_t UsedBytes() = 0;
+  /// A number that is kept in the file beside the records and goes into its compacted copies; 0 in a new file.
+  virtual std::int32_t Stamp() = 0;
+  virtual bool SetStamp(std::int32_t stamp) = 0;
 
   /// Begins a transaction. What is written until Commit gets into the file as a whole or not at all.
   virtual bool Begin() = 0;

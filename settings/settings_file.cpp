@@ -89,8 +89,11 @@ void LoadOptions() {
   ShrinkingReader reader;
   SetCheck2(ParseYesNo(reader.Read("OPTIONS", "SYSTRAY", "No")));
   SetCheck3(ParseYesNo(reader.Read("OPTIONS", "NOCACHE", "No")));
-  const std::string match = platform.profile->GetString("OPTIONS", "MATCHQUESTION", "No", kShortBuffer);
-  MatchQuestion = ParseYesNo(match) == 1 ? kTrue : kFalse;
+  MatchQuestion = ReadMatchQuestion() ? kTrue : kFalse;
+}
+
+bool ReadMatchQuestion() {
+  return ParseYesNo(platform.profile->GetString("OPTIONS", "MATCHQUESTION", "No", kShortBuffer)) == 1;
 }
 
 void LoadStatistics() {

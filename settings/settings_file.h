@@ -13,6 +13,9 @@ void LoadNameServers();
 void LoadStatistics();
 void LoadOptions();
 
+/// What the file says of the option MatchQuestion, which is needed before the others.
+bool ReadMatchQuestion();
+
 /// The three save operations, each one replacement of the file. A file that cannot be written keeps its old content.
 void SaveOptions();
 void SaveNameServers();

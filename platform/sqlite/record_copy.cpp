@@ -21,7 +21,8 @@ constexpr const char* kCreateTable =
     "COMMIT";
 
 // Nobody misses a copy that was not finished.
-constexpr const char* kCopySettings = "PRAGMA copy.journal_mode=OFF; PRAGMA copy.synchronous=OFF";
+constexpr const char* kCopySettings =
+    "PRAGMA copy.journal_mode=OFF; PRAGMA copy.synchronous=OFF; PRAGMA copy.user_version=";
 constexpr const char* kRescueSettings = "PRAGMA journal_mode=OFF; PRAGMA synchronous=OFF; BEGIN";
 
 // With the star, SQLite sees that it can take over the records of one tree as they are.
@@ -32,6 +33,10 @@ constexpr const char* kCopyTree = "INSERT INTO copy.ipcache SELECT * FROM main.i
 constexpr const char* kCopyTable =
     "INSERT OR REPLACE INTO copy.ipcache (IPNAME, IPNUMBER)"
     " SELECT IPNAME, IPNUMBER FROM main.ipcache NOT INDEXED ORDER BY IPNAME";
+
+constexpr const char* kCopyUseful =
+    "INSERT OR REPLACE INTO copy.ipcache (IPNAME, IPNUMBER)"
+    " SELECT IPNAME, IPNUMBER FROM main.ipcache NOT INDEXED WHERE NOT is_useless(IPNAME) ORDER BY IPNAME";
 
 constexpr const char* kRead = "SELECT IPNAME, IPNUMBER FROM ipcache NOT INDEXED";
 
@@ -54,6 +59,13 @@ bool LookupContradicts(const SqliteStatement& find, const SqliteStatement& row) 
   const bool contradicts = step == SQLITE_DONE || (step == SQLITE_ROW && ColumnBytes(find, 0) != ColumnBytes(row, 1));
   sqlite3_reset(find.get());
   return contradicts;
+}
+
+void IsUseless(sqlite3_context* context, int /*count*/, sqlite3_value** values) {
+  const auto* keys = static_cast<const RecordStore::Keys*>(sqlite3_user_data(context));
+  const auto* key = static_cast<const char*>(sqlite3_value_blob(values[0]));
+  const auto size = static_cast<std::size_t>(sqlite3_value_bytes(values[0]));
+  sqlite3_result_int(context, key != nullptr && keys->contains(std::string(key, size)));
 }
 
 // From one end to the other, or to the first page that cannot be read.
@@ -82,11 +94,15 @@ bool IsOneTree(SqliteConnection& connection) {
   return connection.Query("SELECT name FROM pragma_table_info('ipcache') WHERE cid = 0") == "IPNAME";
 }
 
-RecordStore::Result CopyRecords(SqliteConnection& from, const std::string& newPath) {
+RecordStore::Result CopyRecords(SqliteConnection& from, const std::string& newPath, const RecordStore::Keys& useless) {
   const SqliteStatement attach = from.Prepare("ATTACH ?1 AS copy");
   if (!attach || !BindText(attach, 1, newPath) || !Run(attach)) return from.LastFailure();
-  if (RecordStore::Result prepared = from.Execute(kCopySettings); prepared.Failed()) return prepared;
-  return from.Execute(IsOneTree(from) ? kCopyTree : kCopyTable);
+  const std::string settings = kCopySettings + from.Query("PRAGMA main.user_version");
+  if (RecordStore::Result prepared = from.Execute(settings.c_str()); prepared.Failed()) return prepared;
+  if (useless.empty()) return from.Execute(IsOneTree(from) ? kCopyTree : kCopyTable);
+  sqlite3_create_function(from.Handle(), "is_useless", 1, SQLITE_UTF8, const_cast<RecordStore::Keys*>(&useless),
+                          IsUseless, nullptr, nullptr);
+  return from.Execute(kCopyUseful);
 }
 
 RecordStore::Result CopyReadableRecords(SqliteConnection& from, const std::string& newPath) {

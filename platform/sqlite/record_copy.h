@@ -17,9 +17,9 @@ RecordStore::Result CreateDatabase(const std::string& path);
 /// False for the table of before, whether or not its index is there: its fields are in the other order.
 bool IsOneTree(SqliteConnection& connection);
 
-/// Copies all records of a sound file into the empty table of the one under `newPath`. What breaks off leaves no usable
-/// copy.
-RecordStore::Result CopyRecords(SqliteConnection& from, const std::string& newPath);
+/// Copies the records of a sound file, all but those with the keys `useless`, and its stamp into the file with the
+/// empty table under `newPath`. What breaks off leaves no usable copy.
+RecordStore::Result CopyRecords(SqliteConnection& from, const std::string& newPath, const RecordStore::Keys& useless);
 
 /// The same with those records of a damaged file that can still be read, from one end or the other, and that a look-up
 /// of their key does not contradict. Fails where not even the table can be found, and when they could not be written.

@@ -73,7 +73,8 @@ RecordStore::Result SqliteRecordStore::Check(const std::string& path) {
 RecordStore::Result SqliteRecordStore::Repair(const std::string& path, const std::string& workPath,
                                               const std::function<bool()>& sift) {
   return Replace(path, workPath, [&] {
-    Result result = BuildCopy(path, workPath, CopyReadableRecords);
+    Result result =
+        BuildCopy(path, workPath, [&](const std::string& copy) { return CopyReadableRecords(connection_, copy); });
     if (!result.Failed()) result = connection_.Open(workPath);
     if (!result.Failed()) result = OpenTable();
     if (!result.Failed() && !(Begin() && sift() && Flush())) result = BrokenDisk();
@@ -82,8 +83,15 @@ RecordStore::Result SqliteRecordStore::Repair(const std::string& path, const std
   });
 }
 
-RecordStore::Result SqliteRecordStore::Compact(const std::string& path, const std::string& workPath) {
-  return Replace(path, workPath, [&] { return BuildCopy(path, workPath, CopyRecords); });
+RecordStore::Result SqliteRecordStore::Compact(const std::string& path, const std::string& workPath,
+                                               const FindKeys& findUseless) {
+  return Replace(path, workPath, [&] {
+    return BuildCopy(path, workPath, [&](const std::string& copy) {
+      if (!findUseless) return CopyRecords(connection_, copy, {});
+      Result opened = OpenTable();
+      return opened.Failed() ? opened : CopyRecords(connection_, copy, findUseless());
+    });
+  });
 }
 
 RecordStore::Result SqliteRecordStore::Replace(const std::string& path, const std::string& workPath,
@@ -95,12 +103,14 @@ RecordStore::Result SqliteRecordStore::Replace(const std::string& path, const st
   return result;
 }
 
-RecordStore::Result SqliteRecordStore::BuildCopy(const std::string& path, const std::string& workPath, Copy copy) {
-  SqliteConnection from;
-  if (Result opened = OpenAlone(from, path); opened.Failed()) return opened;
-  ReportWork(from);
-  if (Result created = CreateDatabase(workPath); created.Failed()) return created;
-  return copy(from, workPath);
+RecordStore::Result SqliteRecordStore::BuildCopy(const std::string& path, const std::string& workPath,
+                                                 const Copy& copy) {
+  Result result = OpenAlone(connection_, path);
+  ReportWork(connection_);
+  if (!result.Failed()) result = CreateDatabase(workPath);
+  if (!result.Failed()) result = copy(workPath);
+  Close();
+  return result;
 }
 
 // The file goes first, and for good, so that what happens next, the program's end included, leaves no record of it. In

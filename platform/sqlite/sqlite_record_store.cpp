@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <cstdlib>
 #include <utility>
 
 #include "platform/wait_notice.h"
@@ -19,6 +20,9 @@ constexpr const char* kOpenSettings =
     "PRAGMA synchronous=NORMAL;"
     "PRAGMA wal_autocheckpoint=2000;"
     "PRAGMA cache_size=-24576";
+
+constexpr const char* kUsedBytes =
+    "SELECT (page_count - freelist_count) * page_size FROM pragma_page_count, pragma_freelist_count, pragma_page_size";
 
 }  // namespace
 
@@ -38,12 +42,14 @@ RecordStore::Result SqliteRecordStore::Open(const std::string& path) {
 RecordStore::Result SqliteRecordStore::OpenTable() {
   seek_ = connection_.Prepare("SELECT IPNUMBER FROM ipcache WHERE IPNAME = ?1");
   if (!seek_) return connection_.LastFailure();
+  keyAfter_ = connection_.Prepare("SELECT IPNAME FROM ipcache WHERE IPNAME > ?1 ORDER BY IPNAME LIMIT 1");
   insert_ = connection_.Prepare("INSERT INTO ipcache (IPNAME, IPNUMBER) VALUES (?1, ?2)");
   update_ = connection_.Prepare("UPDATE ipcache SET IPNUMBER = ?1 WHERE IPNAME = ?2");
   delete_ = connection_.Prepare("DELETE FROM ipcache WHERE IPNAME = ?1");
   begin_ = connection_.Prepare("BEGIN IMMEDIATE");
   commit_ = connection_.Prepare("COMMIT");
   version_ = connection_.Prepare("PRAGMA data_version");
+  used_ = connection_.Prepare(kUsedBytes);
   // Opening may wait a moment for another program; a query may not.
   sqlite3_busy_timeout(connection_.Handle(), 0);
   return {};
@@ -52,7 +58,8 @@ RecordStore::Result SqliteRecordStore::OpenTable() {
 void SqliteRecordStore::Close() {
   Flush();
   ForgetRecords();
-  for (SqliteStatement* statement : {&seek_, &insert_, &update_, &delete_, &begin_, &commit_, &version_})
+  for (SqliteStatement* statement :
+       {&seek_, &keyAfter_, &insert_, &update_, &delete_, &begin_, &commit_, &version_, &used_})
     statement->reset();
   connection_.Close();
 }
@@ -62,6 +69,15 @@ bool SqliteRecordStore::ForEach(const std::function<void(std::string_view key, s
   int step = SQLITE_ERROR;
   while (read && (step = sqlite3_step(read.get())) == SQLITE_ROW) visit(ColumnBytes(read, 0), ColumnBytes(read, 1));
   return step == SQLITE_DONE;
+}
+
+std::optional<std::string> SqliteRecordStore::KeyAfter(std::string_view key) {
+  if (!keyAfter_ || !BindText(keyAfter_, 1, key)) return std::nullopt;
+  std::optional<std::string> next;
+  if (sqlite3_step(keyAfter_.get()) == SQLITE_ROW) next = ColumnBytes(keyAfter_, 0);
+  sqlite3_reset(keyAfter_.get());
+  if (!next) ForgetGroupIfUndone();
+  return next;
 }
 
 std::optional<std::string_view> SqliteRecordStore::Seek(std::string_view key) {
@@ -83,9 +99,13 @@ KnownRecords::Record* SqliteRecordStore::Read(std::string_view key) {
   }
   // A statement that is not reset would keep the file from being tidied up.
   sqlite3_reset(seek_.get());
-  // The failure of a read can undo the whole group, of which the known records tell.
-  if (record == nullptr && groupOpen_ && sqlite3_get_autocommit(connection_.Handle())) Rollback();
+  if (record == nullptr) ForgetGroupIfUndone();
   return record;
+}
+
+// The failure of a read can undo the whole group, of which the known records tell.
+void SqliteRecordStore::ForgetGroupIfUndone() {
+  if (groupOpen_ && sqlite3_get_autocommit(connection_.Handle())) Rollback();
 }
 
 bool SqliteRecordStore::Insert(std::string_view key, std::string_view value) {
@@ -126,6 +146,24 @@ void SqliteRecordStore::ForgetRecordsIfChanged() {
   const int version = sqlite3_column_int(version_.get(), 0);
   sqlite3_reset(version_.get());
   if (version != std::exchange(knownVersion_, version)) ForgetRecords();
+}
+
+std::uint64_t SqliteRecordStore::UsedBytes() {
+  if (!used_) return 0;
+  const bool read = sqlite3_step(used_.get()) == SQLITE_ROW;
+  const auto bytes = read ? static_cast<std::uint64_t>(sqlite3_column_int64(used_.get(), 0)) : 0;
+  sqlite3_reset(used_.get());
+  return bytes;
+}
+
+std::int32_t SqliteRecordStore::Stamp() {
+  return static_cast<std::int32_t>(std::strtol(connection_.Query("PRAGMA user_version").c_str(), nullptr, 10));
+}
+
+bool SqliteRecordStore::SetStamp(std::int32_t stamp) {
+  if (!Begin()) return false;
+  const bool set = !connection_.Execute(("PRAGMA user_version=" + std::to_string(stamp)).c_str()).Failed();
+  return set ? Commit() : (Rollback(), false);
 }
 
 bool SqliteRecordStore::Begin() {

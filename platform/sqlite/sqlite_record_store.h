@@ -34,28 +34,33 @@ class SqliteRecordStore : public RecordStore {
   Result Create(const std::string& path) override;
   Result Check(const std::string& path) override;
   Result Repair(const std::string& path, const std::string& workPath, const std::function<bool()>& sift) override;
-  Result Compact(const std::string& path, const std::string& workPath) override;
+  Result Compact(const std::string& path, const std::string& workPath, const FindKeys& findUseless) override;
   Result Open(const std::string& path) override;
   Result OpenTable() override;
   void Close() override;
   Result DeleteFile(const std::string& path) override;
 
   bool ForEach(const std::function<void(std::string_view key, std::string_view value)>& visit) override;
+  std::optional<std::string> KeyAfter(std::string_view key) override;
   std::optional<std::string_view> Seek(std::string_view key) override;
   bool Insert(std::string_view key, std::string_view value) override;
   bool Update(std::string_view value) override;
   bool Delete() override;
+  std::uint64_t UsedBytes() override;
+  std::int32_t Stamp() override;
+  bool SetStamp(std::int32_t stamp) override;
   bool Begin() override;
   bool Commit() override;
   void Rollback() override;
 
  private:
-  using Copy = Result (*)(SqliteConnection& from, const std::string& newPath);
+  using Copy = std::function<Result(const std::string& newPath)>;
 
   Result Replace(const std::string& path, const std::string& workPath, const std::function<Result()>& build);
-  Result BuildCopy(const std::string& path, const std::string& workPath, Copy copy);
+  Result BuildCopy(const std::string& path, const std::string& workPath, const Copy& copy);
   void ReportWork(SqliteConnection& connection);
   KnownRecords::Record* Read(std::string_view key);
+  void ForgetGroupIfUndone();
   bool Write(const SqliteStatement& statement);
   void ForgetRecords();
   void ForgetRecordsIfChanged();
@@ -65,12 +70,14 @@ class SqliteRecordStore : public RecordStore {
   std::function<void()> flushLater_;
   SqliteConnection connection_;
   SqliteStatement seek_;
+  SqliteStatement keyAfter_;
   SqliteStatement insert_;
   SqliteStatement update_;
   SqliteStatement delete_;
   SqliteStatement begin_;
   SqliteStatement commit_;
   SqliteStatement version_;
+  SqliteStatement used_;
   int knownVersion_ = 0;
   bool groupOpen_ = false;
   std::chrono::steady_clock::time_point groupBegin_;

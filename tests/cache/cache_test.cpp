@@ -18,6 +18,7 @@
 
 #include "base/text.h"
 #include "cache/answer_cache.h"
+#include "engine/stored_entry.h"
 #include "platform/sqlite/sqlite_record_store.h"
 #include "tests/cache/cache_surroundings.h"
 #include "tests/fakes/dns_message.h"
@@ -407,6 +408,34 @@ TEST_F(Cache, CompactsAtEveryStartAndGoesOnWhileTheDiskIsFull) {
   CloseCache();
   EXPECT_EQ(surroundings.files.List(AppPath), std::vector<std::string>{"DNSCACHE.MDB"});
   EXPECT_EQ(widestMode & 077, 0u);
+}
+
+TEST_F(Cache, LeavesUselessEntriesBehindAtTheStart) {
+  constexpr int kMinute = 30'000'000;
+  const auto fill = [](std::int64_t second) {
+    for (const unsigned host : {0u, 1u, 2u, 3u}) {
+      const std::string answer = ReplyTo(QueryFor(HostName(host)), "100", Record(kA, 60, ValueOf(host * 300)));
+      CacheStore(HostName(host) + "\0N1 1"s, EntryBytes(answer, host < 2 ? second : second - 86'400 - 60));
+      CacheStore(HostName(host), EntryBytes(answer, 0));
+    }
+  };
+  for (const auto& [stamp, with, left] : {std::tuple(0, true, "20"), {kMinute, false, "20"}, {kMinute, true, "13"}}) {
+    DeleteWholeCache();
+    fill(std::int64_t{kMinute} * 60);
+    EXPECT_TRUE(stamp == 0 || store.SetStamp(stamp));
+    CloseCache();
+    OpenCache(with ? FindUselessRecords : RecordStore::FindKeys());
+    EXPECT_EQ(Sql("SELECT count(*) FROM ipcache"), left);
+    EXPECT_EQ(CacheKeepWholeAnswers(), left == "20"s ? 8u : 6u);
+    EXPECT_EQ(store.Stamp(), stamp);
+    std::vector<std::string> keys{""};
+    while (const auto next = store.KeyAfter(keys.back())) keys.push_back(*next);
+    EXPECT_EQ(std::to_string(keys.size() - 1), left);
+    EXPECT_TRUE(std::is_sorted(keys.begin(), keys.end()));
+    const std::uint64_t used = store.UsedBytes();
+    for (unsigned host = 0; host < 4; ++host) CacheRemove(HostName(host));
+    EXPECT_LT(store.UsedBytes(), used);
+  }
 }
 
 }  // namespace

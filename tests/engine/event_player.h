@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <map>
 #include <numeric>
 #include <optional>
 #include <set>
@@ -131,8 +132,13 @@ class EventPlayer : public FakeService, private StatisticsView {
   }
   void AskFrom(std::int32_t port) { OnClientDatagram(Exact(QueryFrom(port)), "10.0.0.9", port); }
   void NoteIdentifiers() {
-    for (std::size_t slot = 0; slot < static_cast<std::size_t>(PendingCount); ++slot)
-      forwardedAs[static_cast<std::size_t>(PendingTable[slot].ClientPort)] = Bytes16(PendingTable[slot].OwnIdentifier);
+    for (std::size_t slot = 0; slot < static_cast<std::size_t>(PendingCount); ++slot) {
+      const auto port = static_cast<std::size_t>(PendingTable[slot].ClientPort);
+      const std::uint16_t identifier = PendingTable[slot].OwnIdentifier;
+      const std::size_t before = std::exchange(forwardedFor[identifier], port);
+      forwardedAs[before].clear();  // a late answer could not be told from one to the new query
+      forwardedAs[port] = Bytes16(identifier);
+    }
   }
 
   // Whether a row with this address is enabled, or disabled.
@@ -293,6 +299,7 @@ class EventPlayer : public FakeService, private StatisticsView {
   FakeRecordStore records;
   std::vector<std::string> queries;
   std::vector<std::string> forwardedAs;  // the identifiers of the queries as they were forwarded
+  std::map<std::uint16_t, std::size_t> forwardedFor;
   std::set<std::int32_t> answered;
   std::set<std::int32_t> unanswered;  // as far as the last check knew
   bool mayForget = false;

@@ -12,7 +12,7 @@ struct FakeRecordStore : RecordStore {
   Result Create(const std::string&) override { return {}; }
   Result Check(const std::string&) override { return {}; }
   Result Repair(const std::string&, const std::string&, const std::function<bool()>&) override { return {}; }
-  Result Compact(const std::string&, const std::string&) override { return {}; }
+  Result Compact(const std::string&, const std::string&, const FindKeys&) override { return {}; }
   Result Open(const std::string&) override { return {}; }
   Result OpenTable() override {
     tableOpen = true;
@@ -27,6 +27,20 @@ struct FakeRecordStore : RecordStore {
   bool ForEach(const std::function<void(std::string_view, std::string_view)>& visit) override {
     for (const auto& [key, value] : records) visit(key, value);
     return tableOpen;
+  }
+  std::optional<std::string> KeyAfter(std::string_view key) override {
+    const auto next = records.upper_bound(std::string(key));
+    return next == records.end() ? std::nullopt : std::optional(next->first);
+  }
+  std::uint64_t UsedBytes() override {
+    std::uint64_t bytes = 0;
+    for (const auto& [key, value] : records) bytes += key.size() + value.size();
+    return bytes;
+  }
+  std::int32_t Stamp() override { return stamp; }
+  bool SetStamp(std::int32_t newStamp) override {
+    stamp = newStamp;
+    return true;
   }
   std::optional<std::string_view> Seek(std::string_view key) override {
     current = tableOpen ? records.find(std::string(key)) : records.end();
@@ -62,6 +76,7 @@ struct FakeRecordStore : RecordStore {
   std::map<std::string, std::string> before;
   std::map<std::string, std::string>::iterator current;
   bool tableOpen = false;
+  std::int32_t stamp = 0;
   /// Inserts and updates that still succeed.
   mutable int writesLeft = 1 << 30;
 };
