@@ -34,7 +34,7 @@ need_without_service() (
 )
 
 need_for_build() {
-  need g++ cmake ninja-build qt6-base-dev qt6-tools-dev qt6-documentation-tools libqt6svg6 libqt6sql6-sqlite \
+  need g++ cmake ninja-build qt6-base-dev qt6-tools-dev qt6-documentation-tools qt6-svg-dev libqt6sql6-sqlite \
     libxcb1-dev libsqlite3-dev fonts-wine fonts-liberation
 }
 

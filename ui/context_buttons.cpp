@@ -13,7 +13,6 @@
 #include "ui/hints.h"
 #include "ui/keyboard_order.h"
 #include "ui/layout.h"
-#include "ui/pictures.h"
 
 namespace quenvar {
 
@@ -32,7 +31,7 @@ PictureButton::PictureButton(QWidget* parent) : QToolButton(parent) {
   setIconSize(QSize(kPictureSide, kPictureSide));
 }
 
-void PictureButton::SetUp(const QString& caption, const QString& picture, std::function<void()> action) {
+void PictureButton::SetUp(const QString& caption, PictureName picture, std::function<void()> action) {
   setText(caption);
   setAccessibleName(QString(caption).remove('&'));
   setIcon(Picture(picture));

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <functional>
 
+#include "ui/pictures.h"
+
 namespace quenvar {
 
 /// A square button with a picture above its caption.
@@ -12,7 +14,7 @@ class PictureButton : public QToolButton {
  public:
   explicit PictureButton(QWidget* parent);
 
-  void SetUp(const QString& caption, const QString& picture, std::function<void()> action);
+  void SetUp(const QString& caption, PictureName picture, std::function<void()> action);
   void Act() { action_(); }
 
  protected:

@@ -1,12 +1,27 @@
-// The pictures of the windows: ui/pictures/NAME.svg, so that they are sharp at every size.
+// The pictures of the windows, which are drawn anew at every size and so are sharp at each: ui/pictures/NAME.svg.
 #pragma once
 
 #include <QIcon>
+#include <algorithm>
+#include <string_view>
+
+#include "ui/picture_names.h"
 
 namespace quenvar {
 
-/// The picture of that name, without folder and ending. An empty icon when there is none.
-QIcon Picture(const QString& name);
+/// The name of a picture, without folder and ending. One that does not exist does not compile.
+class PictureName {
+ public:
+  consteval PictureName(const char* name) : name_(name) {
+    if (std::ranges::find(kPictureNames, std::string_view(name)) == std::end(kPictureNames)) throw "no such picture";
+  }
+  const char* Text() const { return name_; }
+
+ private:
+  const char* name_;
+};
+
+QIcon Picture(PictureName name);
 
 /// The program's icon: a name goes in, an address comes back.
 QIcon ProgramIcon();
