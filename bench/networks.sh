@@ -5,7 +5,13 @@
 # as descriptor 3. When this ends, in whatever way, everything that the script has started ends too and leaves nothing.
 in_own_networks() {
   local user=()
-  [ "$(id -u)" = 0 ] || user=(unshare --user --map-root-user)
+  if ! can_unshare; then
+    user=(unshare --user --map-root-user)
+    if ! can_unshare "${user[@]}"; then
+      echo "This needs networks of its own, which the kernel refuses here: run it as root, outside of a container." >&2
+      return 1
+    fi
+  fi
   # A plain SIGTERM would be held back by unshare until the script has ended.
   trap 'kill -KILL "$inside" 2>/dev/null || true' EXIT
   trap 'exit 130' INT TERM HUP
@@ -14,6 +20,8 @@ in_own_networks() {
   inside=$!
   wait "$inside"
 }
+
+can_unshare() { "$@" unshare --net --mount --pid --fork --mount-proc true 2>/dev/null; }
 
 inside_own_networks() { [ "${QUENVAR_OWN_NETWORKS:-}" = yes ]; }
 
