@@ -11,6 +11,7 @@ namespace {
 constexpr std::chrono::milliseconds kMostTime{2000};
 constexpr long kMostDatagrams = 2000;
 const std::string kHomeAddress = "10.53.0.100";
+const std::string kThisHost = "127.0.0.1";
 
 std::string SettingsWith(const std::string& server) {
   return SettingsFor({}, "No", kMatchQuestion) + "DNS_0_NAME=" + server + "\nDNS_0_ENABLED=Yes\n";
@@ -41,10 +42,12 @@ class Watch {
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
+enum class Identifiers { Kept, New, Fixed };
+
 struct Way {
-  std::string server;           ///< in the table
-  std::string relay = {};       ///< the address that sends queries back; empty where they come back by themselves
-  bool newIdentifiers = false;  ///< the relay's
+  std::string server;      ///< in the table
+  std::string relay = {};  ///< the address that sends queries back; empty where they come back by themselves
+  Identifiers identifiers = Identifiers::Kept;
   std::size_t ports = 1;
 };
 
@@ -52,11 +55,14 @@ struct Way {
 void SendBack(const Servers& servers, const Way& way) {
   const sockaddr_in home = {AF_INET, htons(53), {inet_addr(kHomeAddress.c_str())}, {}};
   std::vector<Endpoint> relay;
-  while (relay.size() < way.ports) relay.emplace_back(Place::Upstream, way.relay, std::uint16_t{0});
+  const Place place = way.relay == kThisHost ? Place::Home : Place::Upstream;
+  while (relay.size() < way.ports) relay.emplace_back(place, way.relay, std::uint16_t{0});
   for (std::uint32_t turn = 0; turn < kMostDatagrams; ++turn) {
     const auto query = servers.Next(kMostTime / 8);
     if (!query) return;
-    const std::string identifier = way.newIdentifiers ? Bytes16(turn) : query->bytes.substr(0, 2);
+    const bool kept = way.identifiers == Identifiers::Kept;
+    const std::string identifier =
+        kept ? query->bytes.substr(0, 2) : Bytes16(way.identifiers == Identifiers::New ? turn : 0);
     relay[turn % way.ports].Send(identifier + query->bytes.substr(2), home);
   }
 }
@@ -69,14 +75,18 @@ TEST_F(Loop, EndsSoonWithAllNameServersOff) {
       {"127.0.0.9"},
       {"010.53.0.100"},
       {kHomeAddress + ".1"},
-      {ServerAt(1), ServerAt(1), true, 400},
+      {ServerAt(1), ServerAt(1), Identifiers::New, 400},
       {ServerAt(1), kStranger},
-      {ServerAt(1), kStranger, false, 400},
-      {ServerAt(1), kStranger, true},
-      {ServerAt(1), kStranger, true, 400},
+      {ServerAt(1), kStranger, Identifiers::Kept, 400},
+      {ServerAt(1), kStranger, Identifiers::New},
+      {ServerAt(1), kStranger, Identifiers::New, 400},
+      {ServerAt(1), kStranger, Identifiers::Fixed},
+      {ServerAt(1), kThisHost, Identifiers::New},
+      {ServerAt(1), kThisHost, Identifiers::Fixed},
   };
   for (const Way& way : ways) {
-    SCOPED_TRACE(testing::Message() << way.server << " " << way.relay << " " << way.newIdentifiers << " " << way.ports);
+    SCOPED_TRACE(testing::Message() << way.server << " " << way.relay << " " << static_cast<int>(way.identifiers) << " "
+                                    << way.ports);
     WriteFile(home_.SettingsFile(), SettingsWith(way.server));
     Program program(home_, {.display = screen.Display()});
     const Watch watch(program);
