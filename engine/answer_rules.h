@@ -66,7 +66,7 @@ class AnswerRules {
   /// The index of the oldest request, answered from the cache before, that `answer` settles; -1 when there is none.
   virtual int FindSettled(const std::string& key, std::string_view answer);
 
-  /// Called once a second.
+  /// Called every ten seconds, and every second while queries are under way.
   virtual void Tick() {}
 };
 

@@ -4,6 +4,7 @@
 #include <deque>
 #include <utility>
 
+#include "engine/answer_rules.h"
 #include "engine/pending_table.h"
 #include "engine/query_path.h"
 #include "platform/platform.h"
@@ -96,6 +97,7 @@ void OnPortTimer() {
     open = open || socket.number != 0;
   }
   if (!open) platform.portTimer->Stop();
+  answerRules->Tick();
 }
 
 }  // namespace quenvar

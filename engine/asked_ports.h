@@ -32,7 +32,7 @@ AskedPort TakeArrivalPort();
 AskedPort ArrivalPort();
 
 /// The tick of portTimer, which runs while a port is open: queries leave from another port from now on, and ports at
-/// which no request waits are closed.
+/// which no request waits are closed. The rules tick with it.
 void OnPortTimer();
 
 }  // namespace quenvar

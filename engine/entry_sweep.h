@@ -15,7 +15,7 @@ namespace quenvar {
 /// The time of day, as far as it can be relied on.
 class SteadyTime {
  public:
-  /// Compares the two clocks; to be called every second or so.
+  /// Compares the two clocks; to be called at every tick.
   void Note(std::int64_t second, std::int32_t tick);
   /// Whether both have agreed for an hour, up to the last call of Note.
   bool IsSteady() const { return steady_; }
@@ -32,8 +32,9 @@ class EntrySweep {
 
   explicit EntrySweep(std::uint64_t mostBytes = kMostBytes) : mostBytes_(mostBytes) {}
 
-  /// Called once a second. Looks at some entries, in turn, and removes what has been useless for a day. Near the upper
-  /// bound it is what is useless now, and when a whole turn of that was not enough, the oldest of those looked at.
+  /// Called every ten seconds, and every second while queries are under way. Looks at some entries, in turn, and
+  /// removes what has been useless for a day. Near the upper bound it is what is useless now, and when a whole turn of
+  /// that was not enough, the oldest of those looked at.
   void Tick();
 
   /// Whether the entry of `key` may become this large. At the upper bound none may grow and none be added.
