@@ -77,6 +77,12 @@ void SaveSession() {
   if (SettingsRead) SaveAllSettings();
 }
 
+// The windowing system layer of Qt takes a token from the environment, as if it were that of the program's own start.
+void ShowAgain(const std::string& token) {
+  if (!token.empty()) qputenv("XDG_ACTIVATION_TOKEN", QByteArray::fromStdString(token));
+  ShowMainWindow();
+}
+
 void EndSession() { UnloadMainWindow(UnloadMode::SessionEnd); }
 
 bool savesAtExit = false;
@@ -120,7 +126,7 @@ struct Outside {
   SocketTcpListener listener;
   SocketTcpClients clients;
   EndRequests endRequests{&SaveSession, &EndSession};
-  ShowRequests showRequests{UserPath(QStandardPaths::RuntimeLocation, "quenvar.socket"), &ShowMainWindow};
+  ShowRequests showRequests{UserPath(QStandardPaths::RuntimeLocation, "quenvar.socket"), &ShowAgain};
   QtProcess process{{QUENVAR_VERSION_MAJOR, QUENVAR_VERSION_MINOR, QUENVAR_VERSION_REVISION},
                     QString::fromStdString(UserPath(QStandardPaths::GenericConfigLocation, "quenvar.lock")),
                     showRequests,

@@ -32,6 +32,8 @@ class TrayView {
   /// The tip becomes the first 63 characters of the text.
   virtual void SetToolTip(const std::string& /*text*/) {}
   virtual void RemoveTrayIcon() {}
+  /// Whether the user can see it.
+  virtual bool IsThere() const { return true; }
 };
 
 /// Set once at start.

@@ -13,6 +13,7 @@
 #include "engine/shutdown.h"
 #include "engine/stored_entry.h"
 #include "engine/window_state.h"
+#include "platform/desktop.h"
 #include "platform/event_loop.h"
 #include "platform/files.h"
 #include "platform/message_box.h"
@@ -95,11 +96,15 @@ void ReportStartError(int error) {
     return;
   }
   WriteFailureToLog("Initialisation error:" + std::to_string(error) + ", please check your TCP/IP setup.");
-  if (error == EACCES)
-    platform.process->Report(
+  if (error == EACCES) {
+    const std::string text =
         "Port 53 may be opened by root only. Renew the right of an installed Quenvar with \"sudo dpkg-reconfigure "
         "quenvar\", start one that was built with \"sudo ./run\", or open low ports to all programs of this machine "
-        "with \"sudo sysctl net.ipv4.ip_unprivileged_port_start=53\".");
+        "with \"sudo sysctl net.ipv4.ip_unprivileged_port_start=53\".";
+    platform.process->Report(text);
+    // Standard error of a program that was started from the menu is seen by nobody.
+    platform.desktop->Notify(text);
+  }
 }
 
 // While the box is open nothing is served, so that the counters stay what the settings file says.

@@ -1,6 +1,10 @@
 #include "engine/window_state.h"
 
+#include <utility>
+
 #include "engine/main_window_view.h"
+#include "platform/desktop.h"
+#include "platform/platform.h"
 
 namespace quenvar {
 
@@ -10,6 +14,14 @@ bool WindowHidden = false;
 bool WindowWasShown = false;
 
 namespace {
+
+bool hidingExplained = false;
+
+// The user would take the program for ended. He is told once a run.
+void ExplainHidingWithoutTray() {
+  if (tray->IsThere() || std::exchange(hidingExplained, true)) return;
+  platform.desktop->Notify("Quenvar goes on. Start it once more to see its window.");
+}
 
 void RememberHidden() {
   SavedPage = CurrentPage;
@@ -32,6 +44,7 @@ void ToggleWindow() {
   if (!WindowHidden) {
     RememberHidden();
     mainWindow->HideWindow();
+    ExplainHidingWithoutTray();
     return;
   }
   WindowHidden = false;

@@ -48,6 +48,11 @@ void AddLine(QWidget* client, int top, QPalette::ColorRole color) {
   line->setAutoFillBackground(true);
 }
 
+// A Wayland compositor lets no window come to the front by itself without a token.
+bool NeedsToComeUpAnew() {
+  return QGuiApplication::platformName().startsWith("wayland") && qEnvironmentVariableIsEmpty("XDG_ACTIVATION_TOKEN");
+}
+
 }  // namespace
 
 Quenvar_Mainform::Quenvar_Mainform(OwnLook& look) : QMainWindow(nullptr, kFixedWindow), look_(look) {
@@ -150,6 +155,7 @@ bool Quenvar_Mainform::SetFontName(const std::string& name) { return look_.SetFa
 
 // The window manager chooses a place for every window that comes up, unless the window has been told its position.
 void Quenvar_Mainform::ShowWindow() {
+  if (isVisible() && NeedsToComeUpAnew()) hide();
   if (!isVisible() && place_) windowHandle()->setPosition(*place_);
   showNormal();
   raise();

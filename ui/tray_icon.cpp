@@ -70,6 +70,8 @@ void TrayIcon::SetToolTip(const std::string& text) {
   icon_->setIcon(picture_);
 }
 
+bool TrayIcon::IsThere() const { return icon_ && QSystemTrayIcon::isSystemTrayAvailable(); }
+
 void TrayIcon::RemoveTrayIcon() {
   service_.reset();
   if (icon_) icon_->hide();

@@ -19,6 +19,7 @@ class TrayIcon : public TrayView {
   void AddTrayIcon() override;
   void SetToolTip(const std::string& text) override;
   void RemoveTrayIcon() override;
+  bool IsThere() const override;
 
  private:
   void PutIntoTray();

@@ -1,5 +1,7 @@
 #include "platform/qt/qt_desktop.h"
 
+#include <QDBusConnection>
+#include <QDBusMessage>
 #include <QFileInfo>
 #include <QNetworkProxy>
 #include <QProcess>
@@ -14,6 +16,9 @@ namespace quenvar {
 namespace {
 
 namespace fs = std::filesystem;
+
+/// Enough for a service that has to be started first; nobody is kept longer at the program's end.
+constexpr int kNoticeMilliseconds = 2000;
 
 /// "SCHEME=SERVER:PORT", or nothing.
 QString ProxyFor(const QString& scheme) {
@@ -61,6 +66,21 @@ void QtDesktop::AskProxyServer(std::function<void(const std::string& setting)> a
     result.finish();
   };
   std::thread(lookUp, std::move(promise)).detach();
+}
+
+// Through the desktop's own service (Desktop Notifications Specification).
+void QtDesktop::Notify(const std::string& text) {
+  const char* const service = "org.freedesktop.Notifications";
+  QDBusMessage call = QDBusMessage::createMethodCall(service, "/org/freedesktop/Notifications", service, "Notify");
+  constexpr int kDesktopsUsualTime = -1;
+  call.setArguments({"Quenvar", 0u, "quenvar", "Quenvar", QString::fromStdString(text), QStringList(), QVariantMap(),
+                     kDesktopsUsualTime});
+  notice_.emplace(QDBusConnection::sessionBus().asyncCall(call, kNoticeMilliseconds));
+}
+
+// What was said last would be lost with the connection.
+QtDesktop::~QtDesktop() {
+  if (notice_) notice_->waitForFinished();
 }
 
 bool QtDesktop::StartProgram(const std::string& path) {

@@ -33,7 +33,8 @@ bool QtProcess::PreviousInstance() {
     return false;
   }
   if (lock_.error() != QLockFile::LockFailedError) return false;
-  if (!showRequests_.Send()) Report("Quenvar is already running, but cannot be asked to show its window.");
+  if (!showRequests_.Send(qEnvironmentVariable("XDG_ACTIVATION_TOKEN").toStdString()))
+    Report("Quenvar is already running, but cannot be asked to show its window.");
   return true;
 }
 

@@ -13,6 +13,7 @@ namespace {
 
 /// Requests that have piled up are one. More than these wait for the next turn of the message loop.
 constexpr int kMaxDatagrams = 16;
+constexpr std::size_t kLongestToken = 512;
 
 int Socket() { return socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0); }
 
@@ -28,7 +29,8 @@ bool Fits(const sockaddr_un& address) { return address.sun_path[sizeof address.s
 
 }  // namespace
 
-ShowRequests::ShowRequests(std::string path, void (*onRequest)()) : path_(std::move(path)), onRequest_(onRequest) {}
+ShowRequests::ShowRequests(std::string path, void (*onRequest)(const std::string& token))
+    : path_(std::move(path)), onRequest_(onRequest) {}
 
 void ShowRequests::Listen() {
   const sockaddr_un address = Address(path_);
@@ -41,11 +43,11 @@ void ShowRequests::Listen() {
   QObject::connect(notifier_.get(), &QSocketNotifier::activated, [this] { OnDatagram(); });
 }
 
-bool ShowRequests::Send() const {
+bool ShowRequests::Send(const std::string& token) const {
   const sockaddr_un address = Address(path_);
   const int sender = Socket();
-  const bool sent =
-      Fits(address) && sendto(sender, "", 0, 0, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+  const bool sent = Fits(address) && sendto(sender, token.data(), token.size(), 0,
+                                            reinterpret_cast<const sockaddr*>(&address), sizeof address) != -1;
   close(sender);
   return sent;
 }
@@ -56,9 +58,14 @@ void ShowRequests::Release() {
 }
 
 void ShowRequests::OnDatagram() {
-  for (int count = 0; count < kMaxDatagrams && recv(socket_, nullptr, 0, 0) == 0; ++count) {
+  std::string newest;
+  char token[kLongestToken];
+  for (int count = 0; count < kMaxDatagrams; ++count) {
+    const ssize_t size = recv(socket_, token, sizeof token, 0);
+    if (size < 0) break;
+    newest.assign(token, static_cast<std::size_t>(size));
   }
-  onRequest_();
+  onRequest_(newest);
 }
 
 }  // namespace quenvar

@@ -1,6 +1,7 @@
 #include "engine/startup.h"
 
 #include <algorithm>
+#include <cerrno>
 
 #include "tests/fakes/fake_record_store.h"
 #include "tests/fakes/service.h"
@@ -101,6 +102,21 @@ TEST_F(StartAndEnd, ARequestShowsAWindowThatThereIs) {
   ShowMainWindow();
   EXPECT_EQ(trace, (Trace{"show", "tab update", "show"})) << "to the front";
   EXPECT_TRUE(WindowWasShown);
+}
+
+TEST_F(StartAndEnd, WhoSeesNoWindowIsToldOnceByTheDesktop) {
+  struct NoTray : TrayView {
+    bool IsThere() const override { return false; }
+  } none;
+  for (int turn = 0; turn < 4; ++turn) ToggleWindow();
+  EXPECT_EQ(desktop.notices, Trace());
+  tray = &none;
+  for (int turn = 0; turn < 4; ++turn) ToggleWindow();
+  EXPECT_EQ(desktop.notices, Trace{"Quenvar goes on. Start it once more to see its window."});
+  upstream.bindError = EACCES;
+  Startup();
+  ASSERT_EQ(desktop.notices.size(), 2u);
+  EXPECT_TRUE(desktop.notices[1].starts_with("Port 53 may be opened by root only. "));
 }
 
 }  // namespace

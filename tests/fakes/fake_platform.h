@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <memory>
@@ -14,6 +15,7 @@
 
 #include "base/text.h"
 #include "platform/clock.h"
+#include "platform/desktop.h"
 #include "platform/event_loop.h"
 #include "platform/files.h"
 #include "platform/message_box.h"
@@ -39,6 +41,18 @@ struct FakeClock : Clock {
   std::int32_t now = 0;
   std::string time = "12:00:00";
   std::int64_t second = 1700000000;
+};
+
+struct FakeDesktop : Desktop {
+  void AskProxyServer(std::function<void(const std::string& setting)> answer) override { answer(proxy); }
+  void Notify(const std::string& text) override { notices.push_back(text); }
+  bool StartProgram(const std::string& path) override {
+    started.push_back(path);
+    return std::filesystem::exists(path);
+  }
+
+  std::string proxy;
+  std::vector<std::string> started, notices;
 };
 
 struct FakeEventLoop : EventLoop {
@@ -258,6 +272,7 @@ struct FakeUdpPorts : UdpPorts {
 struct FakePlatform {
   FakePlatform() {
     platform.clock = &clock;
+    platform.desktop = &desktop;
     platform.events = &events;
     platform.files = &files;
     platform.boxes = &boxes;
@@ -280,6 +295,7 @@ struct FakePlatform {
 
   Trace trace;
   FakeClock clock;
+  FakeDesktop desktop;
   FakeEventLoop events{trace};
   FakeFiles files;
   FakeBoxes boxes{trace};

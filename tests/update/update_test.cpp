@@ -40,17 +40,6 @@ TEST(UpdateRules, ProxySettings) {
   }
 }
 
-struct FakeDesktop : Desktop {
-  void AskProxyServer(std::function<void(const std::string& setting)> answer) override { answer(proxy); }
-  bool StartProgram(const std::string& path) override {
-    started.push_back(path);
-    return std::filesystem::exists(path);
-  }
-
-  std::string proxy;
-  std::vector<std::string> started;
-};
-
 const std::string kPath = "/dnsupdateinfo.asp";
 const std::string kNotStarted = "Auto-Update: Could not execute program to update Quenvar";
 
@@ -58,7 +47,6 @@ class Update : public Service {
  protected:
   Update() {
     platform.http = &http;
-    platform.desktop = &desktop;
     platform.files = &disk;
     AppPath = folder.path().toStdString() + "/";
     ProgramVersion = "2.0.7";
@@ -102,7 +90,6 @@ class Update : public Service {
   QTemporaryDir folder;
   HttpServer server;
   QtHttpClient http{std::chrono::milliseconds(500)};
-  FakeDesktop desktop;
   DiskFiles disk{""};
   std::unique_ptr<Quenvar_UpdateCheck> dialog;
 };
