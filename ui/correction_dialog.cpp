@@ -13,6 +13,7 @@
 
 #include "platform/qt/screen_text.h"
 #include "ui/context_help.h"
+#include "ui/fixed_size.h"
 #include "ui/layout.h"
 #include "ui/picture_box.h"
 #include "ui/pictures.h"
@@ -72,7 +73,7 @@ Quenvar_Correct::Quenvar_Correct(QWidget* mainForm)
   auto* const places = new QGridLayout(this);
   places->setContentsMargins(16, 16, 16, 12);
   places->setSpacing(12);
-  places->setSizeConstraint(QLayout::SetFixedSize);
+  FixSizeByLayout(this);
   places->addWidget(Image1, 0, 0, Qt::AlignTop);
   places->addWidget(page_, 0, 1, 1, 2);
   AddButton("Command1", "&Correct!", 1);

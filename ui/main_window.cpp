@@ -15,6 +15,7 @@
 #include "settings/statistics.h"
 #include "ui/about_frame.h"
 #include "ui/context_help.h"
+#include "ui/fixed_size.h"
 #include "ui/hints.h"
 #include "ui/keyboard_order.h"
 #include "ui/layout.h"
@@ -61,7 +62,7 @@ Quenvar_Mainform::Quenvar_Mainform(OwnLook& look) : QMainWindow(nullptr, kFixedW
   auto* const client = new QWidget(this);
   client->setFixedSize(Pixels(kWindowWidth), Pixels(kWindowHeight));
   setCentralWidget(client);
-  layout()->setSizeConstraint(QLayout::SetFixedSize);
+  FixSizeByLayout(this);
   AddMenus();
   AddBottom();
   SSTab1 = new PageControl(client);

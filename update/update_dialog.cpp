@@ -5,6 +5,7 @@
 
 #include "platform/qt/screen_text.h"
 #include "ui/context_help.h"
+#include "ui/fixed_size.h"
 #include "ui/hints.h"
 #include "ui/layout.h"
 #include "ui/picture_box.h"
@@ -142,7 +143,7 @@ void Quenvar_UpdateCheck::PlaceBottom(int top) {
   SSCommand1->setGeometry(TwipsRect(5100, top + 195, 1380, 405));
   Line1->setGeometry(0, Pixels(top + 810), Pixels(kWidth), 2);
   uStat->setGeometry(TwipsRect(kInset, top + 840, kInnerWidth, 220));
-  setFixedSize(Pixels(kWidth), Pixels(top + kBottomHeight));
+  FixSize(this, QSize(Pixels(kWidth), Pixels(top + kBottomHeight)));
 }
 
 void Quenvar_UpdateCheck::SetLabel1(const std::string& headline) { Label1->setText(Line(headline)); }

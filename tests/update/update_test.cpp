@@ -232,7 +232,7 @@ TEST_F(Update, CancellingADownloadAsks) {
 }
 
 TEST_F(Update, TheQuestionEndsWithTheDownload) {
-  QtMessageBoxes real;
+  static QtMessageBoxes real;
   platform.boxes = &real;
   for (const bool fails : {false, true}) {
     Check({fails ? "" : Response("x"), false, 50});
