@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 namespace quenvar {
 
@@ -14,6 +15,10 @@ class ConnectionRules {
   virtual int ChooseServer(std::int16_t slot);
   /// There is none. Ends the program.
   virtual void OnNoServer(std::int16_t slot);
+  /// Data from the client of a slot goes to its name server, now or when that is connected.
+  virtual void OnClientData(std::int16_t /*slot*/, std::string_view /*data*/) {}
+  /// The client of the slot gets data from its name server.
+  virtual void OnServerData(std::int16_t /*slot*/) {}
   /// Data has come from a client that no slot serves. Ends the program.
   virtual void OnDataWithoutSlot();
   /// The client has closed its sending side, or, with an error, is gone.

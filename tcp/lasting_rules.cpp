@@ -1,5 +1,7 @@
 #include "tcp/lasting_rules.h"
 
+#include <utility>
+
 #include "engine/pending_table.h"
 #include "engine/query_path.h"
 #include "platform/clock.h"
@@ -15,6 +17,9 @@ namespace {
 constexpr std::int32_t kIdleMilliseconds = 120'000;
 /// A connection that has moved within this time is in use.
 constexpr std::int32_t kInUseMilliseconds = 2000;
+
+/// A longer conversation is not begun anew with another server.
+constexpr std::size_t kMostKept = 64 * 1024;
 
 bool IsAssigned(std::int16_t slot) { return SlotConnectionId[static_cast<std::size_t>(slot)] != kFreeSlot; }
 
@@ -39,8 +44,13 @@ int LastingRules::ChooseServer(std::int16_t slot) {
 }
 
 void LastingRules::OnNoServer(std::int16_t slot) {
-  const std::int16_t connection = ConnectionOf(slot);
   platform.IPPort->Disconnect(slot, false);
+  End(slot);
+}
+
+void LastingRules::End(std::int16_t slot) {
+  const std::int16_t connection = ConnectionOf(slot);
+  ClientOf(slot) = {};
   FreeSlot(slot);
   platform.IPDaemon->Finish(connection);
 }
@@ -52,16 +62,32 @@ void LastingRules::OnClientGone(std::int16_t slot, int error) {
   ConnectionRules::OnClientGone(slot, error);
 }
 
+void LastingRules::OnClientData(std::int16_t slot, std::string_view data) {
+  Client& client = ClientOf(slot);
+  if (client.sent.size() + data.size() > kMostKept) KeepNoMore(client);
+  if (client.keepsSent) client.sent += data;
+}
+
+void LastingRules::KeepNoMore(Client& client) {
+  client.keepsSent = false;
+  client.sent = std::string();
+}
+
+bool LastingRules::MayTryNext(std::int16_t slot, int error) {
+  const Client& client = ClientOf(slot);
+  if (client.gone || BestServerBut(client.triedRows) == -1) return false;
+  if (SlotConnected[static_cast<std::size_t>(slot)] == kFalse) return error != 0;
+  // A client that closed its sending side may be gone as well, so it waits for one silent server only.
+  return client.keepsSent && (error == 0 || !client.closedSending);
+}
+
 void LastingRules::OnServerGone(std::int16_t slot, int error) {
-  const Client client = ClientOf(slot);
-  const bool refused = error != 0 && SlotConnected[static_cast<std::size_t>(slot)] == kFalse;
-  if (refused && !client.gone && BestServerBut(client.triedRows) != -1) {
-    ConnectToNameServer(slot);
-    if (client.closedSending) platform.IPPort->Disconnect(slot, true);
-    return;
-  }
-  FreeSlot(slot);
-  platform.IPDaemon->Finish(client.connection);
+  const std::size_t index = static_cast<std::size_t>(slot);
+  if (!MayTryNext(slot, error)) return End(slot);
+  if (SlotConnected[index] != kFalse) SlotQueue[index] = ClientOf(slot).sent;
+  SlotConnected[index] = kFalse;
+  ConnectToNameServer(slot);
+  if (ClientOf(slot).closedSending) platform.IPPort->Disconnect(slot, true);
 }
 
 std::int32_t LastingRules::IdleMilliseconds(std::int16_t slot) {
@@ -94,8 +120,9 @@ bool LastingRules::MakeRoom() {
 void LastingRules::Tick() {
   for (std::int16_t slot = 0; slot <= SlotUpper; ++slot)
     if (IsAssigned(slot) && IdleMilliseconds(slot) > kIdleMilliseconds) {
-      ClientOf(slot).gone = true;
-      platform.IPPort->Disconnect(slot, true);
+      // A server that is not read, because its client reads nothing, would not see the orderly end.
+      const bool again = std::exchange(ClientOf(slot).gone, true);
+      platform.IPPort->Disconnect(slot, !again);
     }
 }
 

@@ -74,6 +74,7 @@ void OnTcpClientConnected(std::int16_t connection, int /*status*/, const std::st
 void ForwardClientData(std::int16_t connection, std::string_view data) {
   const std::int16_t found = SlotOfConnection(connection);
   if (found == -1) return Rules().OnDataWithoutSlot();
+  Rules().OnClientData(found, data);
   const std::size_t slot = static_cast<std::size_t>(found);
   if (SlotConnected[slot] == kFalse) {
     SlotQueue[slot] += data;
@@ -119,6 +120,7 @@ void OnTcpServerConnected(std::int16_t slot, int /*status*/, const std::string& 
 void OnTcpServerData(std::int16_t slot, std::string_view data) {
   TcpTrace("Data From IP-Port No #" + std::to_string(slot));
   if (!SlotExists(slot)) return;
+  Rules().OnServerData(slot);
   PaceServer(slot, platform.IPDaemon->Send(SlotConnectionId[static_cast<std::size_t>(slot)], data));
 }
 
