@@ -229,7 +229,7 @@ TEST_F(Month, OfTroublesEndsWithinBoundsAndWithFastHits) {
     EXPECT_LE(Descriptors(), idle);
     EXPECT_LT(mostDescriptors_, 200);
     EXPECT_LT(MemoryKiB(), 48 << 10);
-    EXPECT_LT(CacheBytes(), 32u << 20);
+    EXPECT_LT(CacheBytes(), 8u << 20);
   }
   EXPECT_LE(lost_ + failed_, asked_ / 200);
   EXPECT_GT(tcpAnswered_, 50 * kDays);
