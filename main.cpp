@@ -182,14 +182,8 @@ int Run() {
   Quenvar_Correct correction(&window);
   outside.boxes.SetMainWindow(&window);
   TrayIcon trayIcon(QApplication::windowIcon());
-  mainWindow = &window;
   tray = &trayIcon;
-  serverTable = window.Servers();
-  correctionDialog = &correction;
-  logView = window.Log();
-  statisticsView = window.Statistics();
-  optionsView = &window;
-
+  ConnectWindow(window, correction);
   Startup();
   return outside.events.Run();
 }

@@ -56,6 +56,15 @@ bool NeedsToComeUpAnew() {
 
 }  // namespace
 
+void ConnectWindow(Quenvar_Mainform& window, CorrectionDialog& correction) {
+  mainWindow = &window;
+  serverTable = window.Servers();
+  correctionDialog = &correction;
+  logView = window.Log();
+  statisticsView = window.Statistics();
+  optionsView = &window;
+}
+
 Quenvar_Mainform::Quenvar_Mainform(OwnLook& look) : QMainWindow(nullptr, kFixedWindow), look_(look) {
   setObjectName("Quenvar_Mainform");
   setWindowTitle("Quenvar");

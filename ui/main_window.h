@@ -63,4 +63,7 @@ class Quenvar_Mainform : public QMainWindow, public MainWindowView, public Optio
   LogBox* Text5 = nullptr;
 };
 
+/// From now on the service shows itself in this window, and asks in this dialog.
+void ConnectWindow(Quenvar_Mainform& window, CorrectionDialog& correction);
+
 }  // namespace quenvar

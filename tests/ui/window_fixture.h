@@ -20,12 +20,7 @@ class WindowTest : public Service {
  protected:
   WindowTest() {
     platform.records = &records;
-    mainWindow = &form;
-    serverTable = form.Servers();
-    correctionDialog = &dialog;
-    logView = form.Log();
-    statisticsView = form.Statistics();
-    optionsView = &form;
+    ConnectWindow(form, dialog);
     FocusRow = -1;
     EXPECT_TRUE(form.SetFontName("Tahoma"));
     form.Servers()->MakeTabelle();
