@@ -1,5 +1,7 @@
 #include "engine/event_log.h"
 
+#include <malloc.h>
+
 #include "tests/fakes/service.h"
 
 namespace quenvar {
@@ -20,6 +22,10 @@ TEST_F(EventLog, KeepsMessagesAsTheyStandAndReportsFailuresUntilTheWindowWasShow
 
 // The scan goes on behind the cut: when one line is not enough, part of the next ones is passed over.
 TEST_F(EventLog, DropsTheOldestLinesFrom20001CharactersOn) {
+  for (int line = 0; line < 100000; ++line) WriteLog(std::string(100, 'x'));
+  const auto taken = mallinfo2().uordblks;
+  for (int line = 0; line < 10000; ++line) WriteLog(std::string(100, 'x'));
+  EXPECT_LT(mallinfo2().uordblks, taken + 200000);
   const std::pair<std::vector<std::size_t>, std::size_t> cases[] = {
       {{100, 19900}, 20000}, {{100, 19901}, 19901}, {{50, 30, 19980}, 0}};
   for (const auto& [sizes, left] : cases) {

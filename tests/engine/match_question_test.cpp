@@ -88,6 +88,10 @@ TEST_F(MatchQuestionPath, AHitAgesAndEnds) {
   for (const std::string& other : got) EXPECT_EQ(other.find("12345678"), std::string::npos);
   clock.second += 59;
   EXPECT_EQ(GotFor(asked("12345678")), Messages{answer(1)});
+  char& letter = records.records.begin()->second[1 + kHeaderBytes + 1];
+  EXPECT_EQ(std::exchange(letter, 'x'), 'n');
+  EXPECT_EQ(GotFor(asked("12345678")), Messages()) << "the answer to another question";
+  letter = 'n';
   clock.second += 1;
   EXPECT_EQ(GotFor(asked("")), Messages());
   clock.second -= 61;

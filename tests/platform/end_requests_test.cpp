@@ -25,11 +25,14 @@ TEST(EndRequests, TheSessionSavesAndEndsAndASignalEnds) {
   QEvent quit(QEvent::Quit);
   QCoreApplication::sendEvent(&application, &quit);
   EXPECT_EQ(std::pair(saves, ends), std::pair(1, 1));
-  raise(SIGTERM);
-  EXPECT_TRUE(QTest::qWaitFor([] { return ends == 2; }));
+  int expected = ends;
+  for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+    raise(number);
+    EXPECT_TRUE(QTest::qWaitFor([&expected, before = expected] { return ends == before + 1 && ++expected; }));
+  }
   requests.Release();
   QCoreApplication::sendEvent(&application, &quit);
-  EXPECT_EQ(ends, 2);
+  EXPECT_EQ(ends, expected);
 }
 
 }  // namespace

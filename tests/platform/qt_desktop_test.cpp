@@ -2,12 +2,18 @@
 
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
+#include <QApplication>
+#include <QNetworkInterface>
 #include <QTemporaryDir>
 #include <QTest>
 #include <filesystem>
 #include <fstream>
+#include <set>
 
+#include "platform/posix/host_network.h"
+#include "platform/posix/system_clock.h"
+#include "platform/qt/qt_timer.h"
+#include "platform/qt/wait_notice.h"
 #include "tests/fakes/application.h"
 
 namespace quenvar {
@@ -17,7 +23,7 @@ namespace fs = std::filesystem;
 
 class QtDesktopTest : public testing::Test {
  protected:
-  TestApplication<QCoreApplication> application;
+  TestApplication<QApplication> application;
   QtDesktop desktop;
 };
 
@@ -46,6 +52,36 @@ TEST_F(QtDesktopTest, OnlyAPlainFileIsStarted) {
   EXPECT_TRUE(desktop.StartProgram(folder / "program"));
   EXPECT_EQ(fs::status(folder / "program").permissions(), fs::perms(0750));
   EXPECT_TRUE(QTest::qWaitFor([&] { return fs::exists(folder / "here"); })) << "not started in its folder";
+}
+
+int ticks = 0;
+
+TEST_F(QtDesktopTest, TheTimerTicksAndTheClocksGo) {
+  QtTimer timer([] { ++ticks; });
+  timer.SetIntervalMilliseconds(1);
+  timer.Restart();
+  SystemClock clock;
+  const std::int32_t tick = clock.MillisecondTick();
+  const std::string time = clock.TimeOfDay();
+  EXPECT_TRUE(QTest::qWaitFor([&] { return ticks > 1 && clock.TimeOfDay() != time; }));
+  EXPECT_GT(clock.MillisecondTick(), tick);
+}
+
+TEST_F(QtDesktopTest, LongWorkIsShown) {
+  QtWaitNotice notice;
+  EXPECT_TRUE(QTest::qWaitFor([&] {
+    notice.Working();
+    return !QApplication::topLevelWidgets().empty();
+  }));
+}
+
+TEST_F(QtDesktopTest, AllAddressesOfTheHostAreItsOwn) {
+  std::set<std::uint32_t> expected;
+  for (const QHostAddress& address : QNetworkInterface::allAddresses())
+    if (address.protocol() == QAbstractSocket::IPv4Protocol && !address.isLoopback())
+      expected.insert(address.toIPv4Address());
+  const auto own = HostNetwork().HostAddresses("");
+  EXPECT_EQ(std::set<std::uint32_t>(own.begin(), own.end()), expected);
 }
 
 }  // namespace

@@ -93,6 +93,7 @@ TEST_F(SettingsFile, EachDescriptionIsReadByItselfAndComesBackAsItIs) {
 
 TEST_F(SettingsFile, OneSaveWritesEverythingButWhatIsInFlight) {
   SetServer(0, "10.1.0.1", "free text, as typed", 7);
+  TotalWinning = 9;
   TOTALQ = 40;
   WTIME = 1234.5;
   NOTANSWERED = 3;
@@ -102,6 +103,7 @@ TEST_F(SettingsFile, OneSaveWritesEverythingButWhatIsInFlight) {
   EXPECT_EQ(trace, Trace{"save"});
   ASSERT_EQ(profile.written.size(), 2u + 1 + 40 + 5);
   EXPECT_EQ(profile.written.front(), "OPTIONS/SYSTRAY=No");
+  EXPECT_EQ((profile.values[{"N_SERVERS", "NDNS"}]), "9");
   EXPECT_EQ(Server("DNS_0_DESC") + Server("DNS_0_WINNING") + Server("DNS_0_ENABLED"), "free text, as typed7Yes");
   EXPECT_EQ(Trace(profile.written.end() - 5, profile.written.end()),
             (Trace{"STATISTICS/WTIME=1234.5", "STATISTICS/ADNS=0", "STATISTICS/ACACHE=0", "STATISTICS/NOTANSWERED=3",

@@ -93,7 +93,7 @@ TEST_F(Statistics, CountersAgeOnceTheTotalHasPassed10000) {
 
 TEST_F(Statistics, ServerCountersAgeAndTheFirstFittingRowTakesTheDifference) {
   const std::tuple<std::array<std::int16_t, 2>, int, std::array<std::int16_t, 2>> cases[] = {
-      {{5000, 5000}, 10000, {5000, 5000}}, {{5, 15}, 10001, {4, 14}}, {{5, 9990}, 10001, {4, 8997}}};
+      {{5000, 5000}, 10000, {5000, 5000}}, {{5, 15}, 10001, {4, 14}}, {{10, 9981}, 10001, {9, 8992}}};
   for (const auto& [winning, total, aged] : cases) {
     std::copy(winning.begin(), winning.end(), ServerWinning.begin());
     TotalWinning = static_cast<std::int16_t>(total);

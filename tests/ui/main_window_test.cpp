@@ -3,10 +3,13 @@
 #include <QAccessible>
 #include <QClipboard>
 #include <QScrollBar>
+#include <QTextBrowser>
+#include <QTimer>
 #include <QToolTip>
 #include <cmath>
 
 #include "platform/qt/http_client.h"
+#include "platform/qt/qt_desktop.h"
 #include "platform/qt/screen_text.h"
 #include "tests/ui/window_fixture.h"
 #include "update/update_dialog.h"
@@ -136,7 +139,11 @@ QStringList Spoken(QAccessibleInterface* part, const QWidget* window) {
 
 TEST_F(MainWindow, AScreenReaderSaysWhatIsSeen) {
   AddServer(0, "10.1.0.1", "first");
+  statisticsView->ShowCacheShare(11);
   statisticsView->ShowServerShare(33);
+  statisticsView->ShowLostShare(56);
+  statisticsView->ShowWaiting("7");
+  statisticsView->ShowGain("1 h");
   ShowStatusHint("a hint");
   dialog.findChild<QLabel*>()->setText("Cannot add it.");
   QtHttpClient http;
@@ -148,8 +155,9 @@ TEST_F(MainWindow, AScreenReaderSaysWhatIsSeen) {
        "1=10.1.0.1, "
        "Description of name server 1=first, First answers of name server 1=0%, Name server 1: No answer yet"},
       {0, &form,
-       "Quenvar, Clear, Reset, Help!, Hide, Exit, a hint, Statistics, Served from cache=0, Served from name server=33, "
-       "Not answered or lost=0, Waiting for an answer=0, Total gain=0,0, "},
+       "Quenvar, Clear, Reset, Help!, Hide, Exit, a hint, Statistics, Served from cache=11, Served from name "
+       "server=33, "
+       "Not answered or lost=56, Waiting for an answer=7, Total gain=1 h, "},
       {2, &form,
        "Quenvar, Clear, Help!, Hide, Exit, a hint, DNS Log: , DNS Log, =0, Log, System, Server, Log, About, "},
       {3, &form,
@@ -199,12 +207,37 @@ TEST_F(MainWindow, OptionsMoveTheCheckBoxesAndClicksMoveTheOptions) {
   SetCheck2(1);
   SetCheck3(0);
   EXPECT_TRUE(Find<QCheckBox>("Check2")->isChecked());
+  QTest::mouseClick(Find("Check2"), Qt::LeftButton, {}, {5, Find("Check2")->height() / 2});
+  EXPECT_EQ(Check2, 0);
   EXPECT_TRUE(LogLines().empty()) << "loading is not switching";
   for (const Boolean16 noCache : {kTrue, kFalse}) {
     QTest::mouseClick(Find("Check3"), Qt::LeftButton, {}, {5, Find("Check3")->height() / 2});
     EXPECT_EQ(NoCache, noCache);
   }
   EXPECT_EQ(LogLines(), (Trace{" * Cache disabled", " * Cache enabled"}));
+}
+
+TEST_F(MainWindow, F1OpensThePagesHelpAndUpdateItsDialog) {
+  QtDesktop desktop;
+  platform.desktop = &desktop;
+  QtHttpClient http;
+  platform.http = &http;
+  HelpFile = QUENVAR_HELP_FILE;
+  int page = 0;
+  for (const char* const file : {"system.html", "server.html", "log.html", "about.html"}) {
+    Turn(page++);
+    form.activateWindow();
+    EXPECT_TRUE(QTest::qWaitForWindowActive(&form));
+    QTest::keyClick(&form, Qt::Key_F1);
+    EXPECT_EQ(form.findChild<QTextBrowser*>()->source().fileName(), file);
+  }
+  QString opened;
+  QTimer::singleShot(0, &form, [&] {
+    opened = QApplication::activeModalWidget()->objectName();
+    QApplication::activeModalWidget()->close();
+  });
+  Click(Find("b1"));
+  EXPECT_EQ(opened, "Quenvar_UpdateCheck");
 }
 
 TEST_F(MainWindow, ClosingAndEscHideAndTheMenuEnds) {

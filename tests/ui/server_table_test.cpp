@@ -125,6 +125,16 @@ TEST_F(Table, ARefreshLeavesTheRowAloneThatIsTypedIn) {
   EXPECT_TRUE(WindowHidden) << "and the window hears of the key too";
 }
 
+TEST_F(Table, AnEditThatTheMouseEndsIsTakenOnceItsButtonIsUp) {
+  Type(Address(0), "10.1.0.9");
+  QTest::mousePress(form.windowHandle(), Qt::LeftButton, {}, Address(1)->mapTo(&form, QPoint(5, 5)));
+  MakeListView();
+  EXPECT_EQ(Row(0), "[x] 10.1.0.9, first, 33.3%, No answer yet from Nameserver") << "still typed";
+  EXPECT_EQ(ServerAddress[0], "10.1.0.1");
+  QTest::mouseRelease(form.windowHandle(), Qt::LeftButton, {}, Address(1)->mapTo(&form, QPoint(5, 5)));
+  EXPECT_TRUE(QTest::qWaitFor([] { return ServerAddress[0] == "10.1.0.9"; }));
+}
+
 TEST_F(Table, TheCheckBoxSwitchesAndTheLastOneWarns) {
   Click(Box(0));
   EXPECT_EQ(Row(0), "[ ] 10.1.0.1, first, 33.3%, off");

@@ -210,9 +210,12 @@ TEST_F(Update, TheLinkIsReachedByTabAndOpenedByKeysAndSaysWhereItLeads) {
 }
 
 TEST_F(Update, CancellingADownloadAsks) {
-  Check({Response("x")});
+  Check({Response(std::string(100, 'x'))});
   server.answers["/file"].pause = 20;
+  UpdateFileSize = 200;
   Download("setup.exe");
+  const auto* const bar = static_cast<ShareBar*>(dialog->findChild<QFrame*>("DProgress"));
+  EXPECT_TRUE(QTest::qWaitFor([bar] { return bar->WholePercent() > 1; }));
   EXPECT_TRUE(QTest::qWaitFor([this] { return server.lines.back() == "GET /file HTTP/1.0"; }));
   boxes.answer = BoxAnswer::Cancel;
   Press("SSCommand1");
