@@ -272,8 +272,9 @@ class EventPlayer : public FakeService, private StatisticsView {
     }
     CheckThatNobodyIsForgotten(inTable);
     upstream.sent.clear();
+    table.answering.clear();
     for (const auto& port : ports.ports) port->sent.clear();
-    for (Trace* const grown : {&trace, &profile.written, &table.calls}) grown->clear();
+    for (Trace* const grown : {&trace, &profile.written}) grown->clear();
   }
 
   // Only the sweep and a full table give clients up.

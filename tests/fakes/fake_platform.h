@@ -30,8 +30,9 @@
 
 namespace quenvar {
 
-/// What happened, in order, across all fakes that a test hands it to.
+/// What happened, in order, across all fakes.
 using Trace = std::vector<std::string>;
+inline Trace trace;
 
 struct FakeClock : Clock {
   std::int32_t MillisecondTick() override { return now; }
@@ -68,8 +69,6 @@ struct FakeEventLoop : EventLoop {
     quit = true;
   }
 
-  explicit FakeEventLoop(Trace& allTrace) : trace(allTrace) {}
-  Trace& trace;
   std::function<void()> onNextYield;
   int runs = 0;
   bool quit = false;
@@ -111,8 +110,6 @@ struct FakeBoxes : MessageBoxes {
   }
   void Withdraw(const std::string&) override {}
 
-  explicit FakeBoxes(Trace& allTrace) : trace(allTrace) {}
-  Trace& trace;
   std::vector<ShownBox> shown;
   std::function<void()> whileOpen;
   BoxAnswer answer = BoxAnswer::Ok;
@@ -146,8 +143,6 @@ struct FakeProcess : Process {
   }
   double Random() override { return std::generate_canonical<double, 32>(random); }
 
-  explicit FakeProcess(Trace& allTrace) : trace(allTrace) {}
-  Trace& trace;
   std::minstd_rand random;
   std::function<void(std::uint16_t)> onSecretNumber;
   std::vector<std::string> reports;
@@ -172,8 +167,6 @@ struct FakeProfile : Profile {
     return !broken;
   }
 
-  explicit FakeProfile(Trace& allTrace) : trace(allTrace) {}
-  Trace& trace;
   std::map<std::pair<std::string, std::string>, std::string> values;
   std::vector<std::string> written;
   bool broken = false;
@@ -220,8 +213,6 @@ struct FakeUdpPort : UdpPort {
     return true;
   }
 
-  explicit FakeUdpPort(Trace& allTrace) : trace(allTrace) {}
-  Trace& trace;
   std::uint16_t localPort = 1;
   bool active = false;
   int bindError = 0;
@@ -235,7 +226,7 @@ struct FakeUdpPort : UdpPort {
 /// Ports that queries leave from under identifiers of their own.
 struct FakeUdpPorts : UdpPorts {
   UdpPort& Add() override {
-    ports.push_back(std::make_unique<FakeUdpPort>(trace));
+    ports.push_back(std::make_unique<FakeUdpPort>());
     FakeUdpPort& port = *ports.back();
     port.localPort = static_cast<std::uint16_t>(40000 + ports.size());
     port.onSend = [this, &port](const SentDatagram& query) {
@@ -263,7 +254,6 @@ struct FakeUdpPorts : UdpPorts {
     FakeUdpPort* port = nullptr;
     std::vector<std::string> servers;
   };
-  Trace trace;
   std::vector<std::unique_ptr<FakeUdpPort>> ports;
   std::map<std::string, Asked> asked;
 };
@@ -271,6 +261,7 @@ struct FakeUdpPorts : UdpPorts {
 /// A test's outside world. While it lives, the logic runs against it.
 struct FakePlatform {
   FakePlatform() {
+    trace.clear();
     platform.clock = &clock;
     platform.desktop = &desktop;
     platform.events = &events;
@@ -293,20 +284,19 @@ struct FakePlatform {
   FakePlatform(const FakePlatform&) = delete;
   FakePlatform& operator=(const FakePlatform&) = delete;
 
-  Trace trace;
   FakeClock clock;
   FakeDesktop desktop;
-  FakeEventLoop events{trace};
+  FakeEventLoop events;
   FakeFiles files;
-  FakeBoxes boxes{trace};
+  FakeBoxes boxes;
   FakeNetwork network;
-  FakeProcess process{trace};
-  FakeProfile profile{trace};
+  FakeProcess process;
+  FakeProfile profile;
   FakeTimer timer;
   FakeTcpListener tcpListener;
   FakeTcpClients tcpClients;
-  FakeUdpPort upstream{trace};
-  FakeUdpPort downstream{trace};
+  FakeUdpPort upstream;
+  FakeUdpPort downstream;
   FakeUdpPorts ports;
   FakeTimer portTimer;
 };

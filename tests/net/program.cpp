@@ -74,8 +74,8 @@ std::string SettingsFor(const std::vector<int>& servers, const std::string& noCa
 
 std::map<std::string, std::string> FastClock(int speed) {
   return {{"LD_PRELOAD", FAST_CLOCK},
-          {"SOAK_CLOCK_BEGIN", "1000"},
-          {"SOAK_CLOCK_SPEED", std::to_string(speed)},
+          {"TEST_CLOCK_BEGIN", "1000"},
+          {"TEST_CLOCK_SPEED", std::to_string(speed)},
           {"ASAN_OPTIONS", "verify_asan_link_order=0:abort_on_error=1"}};
 }
 

@@ -1,15 +1,17 @@
 #include <gtest/gtest.h>
 
+#include <QApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusVariant>
 #include <QDBusVirtualObject>
-#include <QGuiApplication>
 #include <QProcess>
 #include <QTest>
 
 #include "platform/qt/tray_service.h"
 #include "tests/fakes/application.h"
+#include "tests/fakes/fake_service.h"
+#include "ui/tray_icon.h"
 
 namespace quenvar {
 namespace {
@@ -29,6 +31,17 @@ struct FakeWatcher : QDBusVirtualObject {
   int asked = 0;
   bool hasTray = false;
 };
+
+TEST(TrayMenu, ShowsToTheFrontAndHidesOnce) {
+  const TestApplication<QApplication> application;
+  FakeService service;
+  const TrayIcon icon({});
+  const auto menu = qobject_cast<QMenu*>(QApplication::topLevelWidgets().value(0));
+  ASSERT_NE(menu, nullptr);
+  StayHiddenAtStart();
+  for (const qsizetype entry : {0, 0, 1, 1}) menu->actions().at(entry)->trigger();
+  EXPECT_EQ(trace, (Trace{"show", "tab update", "show", "show", "hide"}));
+}
 
 TEST(TrayService, FindsOnceATrayThatComesToTheSessionBusLater) {
   QProcess daemon;

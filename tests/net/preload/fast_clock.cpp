@@ -1,6 +1,6 @@
-// Loaded in front of the program: the clocks that count from the start of the machine begin at SOAK_CLOCK_BEGIN
-// seconds and run SOAK_CLOCK_SPEED times as fast, also for who waits in poll(). The time of day stays as it is. With a
-// file SOAK_CLOCK_PLAN, that says all this, and the time of day goes along.
+// Loaded in front of the program: the clocks that count from the start of the machine begin at TEST_CLOCK_BEGIN
+// seconds and run TEST_CLOCK_SPEED times as fast, also for who waits in poll(). The time of day stays as it is. With a
+// file TEST_CLOCK_PLAN, that says all this, and the time of day goes along.
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/mman.h>
@@ -32,12 +32,12 @@ std::int64_t Real() {
 
 std::int64_t Number(const char* name) { return std::atoll(std::getenv(name)); }
 
-const char* PlanFile() { return std::getenv("SOAK_CLOCK_PLAN"); }
+const char* PlanFile() { return std::getenv("TEST_CLOCK_PLAN"); }
 
 const quenvar::ClockPlan& MakePlan() {
   static quenvar::ClockPlan plan;
   if (PlanFile() == nullptr) {
-    plan.Add({Real(), Number("SOAK_CLOCK_BEGIN") * kNanosecondsPerSecond, Number("SOAK_CLOCK_SPEED"), 0});
+    plan.Add({Real(), Number("TEST_CLOCK_BEGIN") * kNanosecondsPerSecond, Number("TEST_CLOCK_SPEED"), 0});
     return plan;
   }
   const int file = open(PlanFile(), O_RDONLY | O_CLOEXEC);
