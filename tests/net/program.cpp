@@ -18,6 +18,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
+/// The program raises its own.
+constexpr rlim_t kSoftDescriptorLimit = 64;
+
 void SetEnvironment(const Home& home, const StartOptions& options) {
   std::map<std::string, std::string> variables = options.environment;
   variables.merge(std::map<std::string, std::string>{
@@ -37,8 +40,11 @@ void SetEnvironment(const Home& home, const StartOptions& options) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   Enter(options.place);
   if (!options.mayBindPort53) prctl(PR_CAPBSET_DROP, CAP_NET_BIND_SERVICE);
-  const rlimit descriptors = {options.descriptorLimit, options.descriptorLimit};
-  if (options.descriptorLimit != 0) setrlimit(RLIMIT_NOFILE, &descriptors);
+  rlimit descriptors{};
+  getrlimit(RLIMIT_NOFILE, &descriptors);
+  descriptors.rlim_cur = kSoftDescriptorLimit;
+  if (options.descriptorLimit != 0) descriptors.rlim_max = options.descriptorLimit;
+  setrlimit(RLIMIT_NOFILE, &descriptors);
   dup2(open(standardError.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600), STDERR_FILENO);
   SetEnvironment(home, options);
   const fs::path program = home.ProgramFile("quenvar");
@@ -102,6 +108,11 @@ double Program::CpuSeconds() const {
   timespec time{};
   if (clock_getcpuclockid(process_, &clock) == 0) clock_gettime(clock, &time);
   return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+}
+
+std::size_t Program::OpenDescriptors() const {
+  const fs::directory_iterator descriptors("/proc/" + std::to_string(process_) + "/fd");
+  return static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
 }
 
 bool Program::Runs() {

@@ -60,6 +60,7 @@ class Program {
   pid_t Id() const { return process_; }
   /// CPU time since its start.
   double CpuSeconds() const;
+  std::size_t OpenDescriptors() const;
   /// What it has written to standard error so far.
   std::string StandardError() const { return ReadFile(standardError_); }
 

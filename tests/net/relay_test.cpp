@@ -1,5 +1,6 @@
 // What the clients and the name servers see of the program on the wire, with and without its cache.
 #include <arpa/inet.h>
+#include <signal.h>
 #include <sys/mount.h>
 
 #include "program.h"
@@ -44,12 +45,17 @@ TEST_F(Relay, EachAnswerLeavesFromTheAddressThatWasAsked) {
   }
 }
 
-TEST_F(Relay, AHitOutlivesTheProgramWithTheIdentifierThatItWasStoredWith) {
+TEST_F(Relay, AHitOutlivesTheProgramsCrashWithTheIdentifierThatItWasStoredWith) {
   WriteFile(home_.SettingsFile(), SettingsFor({1}, "No"));
   const std::string first = Query(0x1111, "Cached.Name");
+  const auto log = home_.ProgramFile("DNSCACHE.MDB-wal");
   for (const std::string& query : {first, Query(0x2222, "CACHED.name")}) {
-    const Program program(home_);
+    Program program(home_);
     EXPECT_EQ(Exchange(query, AnswerTo(query)), AnswerTo(first));
+    const auto stored = [&] { return query != first || ReadFile(log).find("CACHED.NAME") != std::string::npos; };
+    EXPECT_TRUE(Eventually(stored)) << "nothing follows that would take it along";
+    program.Signal(SIGKILL);
+    program.Wait();
   }
 }
 

@@ -24,6 +24,15 @@ TEST_F(Settings, TheFilesOfOldAreTakenOverAndForeignLinesStay) {
   EXPECT_EQ(home_.Setting("WTIME"), "1234,5");
 }
 
+TEST_F(Settings, AreSavedWhenTheDisplayGoes) {
+  const Screen screen;
+  Program program(home_, {.display = screen.Display()});
+  ASSERT_TRUE(screen.Shows("Quenvar"));
+  screen.End();
+  EXPECT_EQ(program.Wait(), 1);
+  EXPECT_EQ(home_.Setting("TOTALQ"), "0");
+}
+
 using Startup = LabTest;
 
 TEST_F(Startup, ATakenPortIsReportedInABoxAndNothingIsServedOrCountedMeanwhile) {

@@ -40,6 +40,8 @@ class TcpRelay : public LabTest {
 
 TEST_F(TcpRelay, TwoHundredClientsAtOnceGetTheirOwnBytes) {
   const Program program(home_);
+  ASSERT_TRUE(RoundTrip()) << "the start is over";
+  const std::size_t descriptors = program.OpenDescriptors();
   constexpr std::size_t kSize = 1 << 17;
   std::vector<std::jthread> servers;
   std::vector<Socket> clients;
@@ -51,6 +53,9 @@ TEST_F(TcpRelay, TwoHundredClientsAtOnceGetTheirOwnBytes) {
   }
   for (unsigned number = 0; number < 200; ++number)
     EXPECT_TRUE(Receive(clients[number], kSize) == Pattern(kSize, number)) << number;
+  sending.clear();
+  clients.clear();
+  EXPECT_TRUE(Eventually([&] { return program.OpenDescriptors() <= descriptors; })) << program.OpenDescriptors();
 }
 
 TEST_F(TcpRelay, AClientThatClosedItsSendingSideStillGetsItsAnswerAndTheEnd) {
@@ -209,6 +214,16 @@ TEST_F(TcpRelay, WithMatchQuestionIdleConnectionsEndAfterTwoMinutesOrMakeRoom) {
 }
 
 // In the tray, so that no other window has the title of the box.
+TEST_F(TcpRelay, WithoutAServerToChooseAClientEndsTheProgram) {
+  WriteFile(home_.SettingsFile(), SettingsFor({}, "Yes", "SYSTRAY=Yes\n"));
+  const Screen screen;
+  Program program(home_, {.display = screen.Display()});
+  EXPECT_TRUE(Ends(Connect()));
+  ASSERT_TRUE(screen.Shows("Quenvar"));
+  screen.PressEnter("Quenvar");
+  EXPECT_EQ(program.Wait(), 1);
+}
+
 TEST_F(TcpRelay, AClientThatSendsAfterItsServerHasClosedEndsTheProgram) {
   const std::string settings = SettingsFor({1}, "Yes", "SYSTRAY=Yes\n");
   WriteFile(home_.SettingsFile(), settings);
