@@ -1,6 +1,7 @@
 // The cache over a real SQLite file in a directory of the test's own.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -26,13 +27,18 @@
 namespace {
 
 bool readFails = false;
-int changesUntilKill = 0;
+int changesLeft = 0;
+bool changeFails = false;
 mode_t widestMode = 0;
 std::string calls;
 
-void Note(const char* call) {
+// The change of a file that the test has chosen fails, or the program is killed in front of it.
+bool Fails(const char* call) {
   calls += call;
-  if (changesUntilKill > 0 && --changesUntilKill == 0) raise(SIGKILL);
+  if (changesLeft == 0 || --changesLeft > 0) return false;
+  if (!changeFails) raise(SIGKILL);
+  errno = ENOSPC;
+  return true;
 }
 
 }  // namespace
@@ -47,7 +53,7 @@ ssize_t pread64(int file, void* bytes, std::size_t count, off64_t at) {
 }
 
 ssize_t pwrite64(int file, const void* bytes, std::size_t count, off64_t at) {
-  Note("");
+  if (Fails("")) return -1;
   struct stat state {};
   if (fstat(file, &state) == 0) widestMode |= state.st_mode;
   return pwrite(file, bytes, count, at);
@@ -55,17 +61,17 @@ ssize_t pwrite64(int file, const void* bytes, std::size_t count, off64_t at) {
 
 int fsync(int file) {
   struct stat state {};
-  Note(fstat(file, &state) == 0 && S_ISDIR(state.st_mode) ? "folder " : "sync ");
+  if (Fails(fstat(file, &state) == 0 && S_ISDIR(state.st_mode) ? "folder " : "sync ")) return -1;
   return static_cast<int>(syscall(SYS_fsync, file));
 }
 
 int rename(const char* from, const char* to) {
-  Note("rename ");
+  if (Fails("rename ")) return -1;
   return renameat(AT_FDCWD, from, AT_FDCWD, to);
 }
 
 int unlink(const char* path) {
-  Note("");
+  if (Fails("")) return -1;
   return unlinkat(AT_FDCWD, path, 0);
 }
 }
@@ -89,15 +95,15 @@ void StoreHosts(unsigned count, std::size_t size) {
 }
 
 /// Runs `action` in a process that is killed in front of its `change`th change of a file, counted from the call of
-/// `arm` on. False when it has ended.
-bool IsKilledAt(int change, const std::function<void(const std::function<void()>& arm)>& action) {
+/// `arm` on, or for which that fails. False when there are not so many.
+bool IsHitAt(int change, const std::function<void(const std::function<void()>& arm)>& action) {
   const pid_t child = fork();
   if (child == 0) {
-    action([change] { changesUntilKill = change; });
-    _exit(0);
+    action([change] { changesLeft = change; });
+    _exit(changesLeft > 0 ? 0 : 1);
   }
   int status = 0;
-  return waitpid(child, &status, 0) == child && WIFSIGNALED(status);
+  return waitpid(child, &status, 0) == child && status != 0;
 }
 
 struct CountingStore : SqliteRecordStore {
@@ -252,6 +258,21 @@ TEST_F(Cache, StartsOverWhateverLiesInTheWay) {
     CloseCache();
   }
   EXPECT_EQ(LogText(), "");
+  std::filesystem::remove(database);
+  for (const bool pipe : {true, false}) {
+    pipe ? mkfifo(database.c_str(), 0600) : mkdir(database.c_str(), 0700);
+    OpenCache();
+    EXPECT_NE(LogText().find("Error opening Database!!"), std::string_view::npos) << pipe;
+    ClearLog();
+    std::filesystem::remove(database);
+  }
+}
+
+TEST_F(Cache, TakesNoMoreMemoryForEveryName) {
+  for (unsigned host = 0; host < 20000; ++host) CacheLookup(HostName(host));
+  const auto taken = mallinfo2().uordblks;
+  for (unsigned host = 20000; host < 100000; ++host) CacheLookup(HostName(host));
+  EXPECT_LT(mallinfo2().uordblks, taken + (2 << 20));
 }
 
 TEST_F(Cache, SavesWhatCanStillBeReadOfADamagedFile) {
@@ -308,7 +329,7 @@ TEST_F(Cache, TakesOverAFileWithAnIndexWhereverItIsKilled) {
   for (int change = 1; killed; ++change) {
     SCOPED_TRACE(change);
     PutFileWithIndex();
-    killed = IsKilledAt(change, [](const auto& arm) {
+    killed = IsHitAt(change, [](const auto& arm) {
       arm();
       OpenCache();
     });
@@ -336,7 +357,7 @@ TEST_F(Cache, GivesNoOldAnswerOnceAllAreDeletedThoughAnotherProgramHoldsTheFileO
     bool killed = true;
     for (int change = 2; killed; ++change) {
       SCOPED_TRACE(change);
-      killed = IsKilledAt(change, [&](const auto& arm) {
+      killed = IsHitAt(change, [&](const auto& arm) {
         OpenCache();
         CacheStore("a.example", "in the file");
         OpenAgain();
@@ -358,7 +379,7 @@ TEST_F(Cache, MakesAReadOnlyFileWritableForItsOwnerOnly) {
   CloseCache();
   chmod(database.c_str(), 0440);
   for (const std::string& path : {AppPath, database}) ASSERT_EQ(chown(path.c_str(), 1, 1), 0) << "only root may";
-  IsKilledAt(0, [](const auto&) {
+  IsHitAt(0, [](const auto&) {
     if (setuid(1) == 0) OpenCache();
   });
   EXPECT_EQ(Mode(), 0640u);
@@ -378,6 +399,36 @@ TEST_F(Cache, LeavesAFileAloneThatAnotherProgramHolds) {
   EXPECT_NE(LogText().find("Error opening Database!!5: database is locked"), std::string_view::npos) << LogText();
   OpenCache();
   EXPECT_EQ(CacheLookup("a.example"), "answer");
+}
+
+TEST_F(Cache, LosesNothingThatWasFlushedWhereverItIsKilledOrCannotWrite) {
+  StoreHosts(20, 400);
+  CloseCache();
+  for (const bool fails : {false, true}) {
+    changeFails = fails;
+    bool hit = true;
+    for (int change = 1; hit; ++change) {
+      SCOPED_TRACE(testing::Message() << change << " " << fails);
+      hit = IsHitAt(change, [&](const auto& arm) {
+        arm();
+        OpenCache();
+        for (const std::size_t size : {300u, 400u}) {
+          StoreHosts(20, size);
+          store.Flush();
+        }
+        for (unsigned host = 0; host < 20; ++host)
+          if (const auto value = CacheLookup(HostName(host)); !value.empty() && value != ValueOf(400)) std::abort();
+        CloseCache();
+      });
+      OpenCache();
+      for (unsigned host = 0; host < 20; ++host) {
+        const std::string value = CacheLookup(HostName(host));
+        EXPECT_TRUE(value == ValueOf(300) || value == ValueOf(400)) << value.size();
+      }
+      EXPECT_EQ(std::exchange(surroundings.process.report, ""), "") << "damaged";
+      CloseCache();
+    }
+  }
 }
 
 /// No file grows beyond this, as on a full disk.
