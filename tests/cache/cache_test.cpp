@@ -245,7 +245,7 @@ TEST_F(Cache, NoticesWhatAnotherProgramHasDoneToTheFile) {
 TEST_F(Cache, StartsOverWhateverLiesInTheWay) {
   StoreHosts(200, 400);
   CloseCache();
-  const std::string whole = surroundings.files.Read(database).value();
+  const std::string whole = surroundings.disk.Read(database).value();
   std::string scribbled = whole;
   for (std::size_t i = 3000; i < scribbled.size(); i += 700) scribbled.replace(i, 90, 90, '\xa5');
   for (const std::string& content :
@@ -279,7 +279,7 @@ TEST_F(Cache, SavesWhatCanStillBeReadOfADamagedFile) {
   StoreHosts(400, 300);
   OpenAgain();
   CloseCache();
-  const std::string whole = surroundings.files.Read(database).value();
+  const std::string whole = surroundings.disk.Read(database).value();
   constexpr std::size_t kPage = 2048;
   std::vector<std::string> damaged{std::string(whole).replace(whole.find("HOST200.EXAMPLE"), 4, "ZZZZ")};
   for (std::size_t at = 2 * kPage; at < whole.size(); at += 5 * kPage)
@@ -292,8 +292,8 @@ TEST_F(Cache, SavesWhatCanStillBeReadOfADamagedFile) {
     unsigned found = 0;
     for (unsigned host = 0; host < 400; ++host) found += CacheLookup(HostName(host)) == ValueOf(300);
     EXPECT_EQ(Sql("SELECT count(*) FROM ipcache"), std::to_string(2 * found)) << "parts of answers are left";
-    EXPECT_EQ(std::exchange(surroundings.process.report, ""),
-              "The answer cache was damaged: " + std::to_string(found) + " names were saved.");
+    EXPECT_EQ(std::exchange(surroundings.process.reports, {}),
+              Trace{"The answer cache was damaged: " + std::to_string(found) + " names were saved."});
     EXPECT_EQ(Mode(), 0700u);
     saved += found;
     CloseCache();
@@ -336,7 +336,7 @@ TEST_F(Cache, TakesOverAFileWithAnIndexWhereverItIsKilled) {
     OpenCache();
     for (unsigned host = 0; host < 200; ++host) ASSERT_EQ(CacheLookup(HostName(host)), std::to_string(host));
     EXPECT_EQ(Sql("SELECT count(*) FROM sqlite_schema WHERE sql LIKE '%WITHOUT ROWID'"), "1");
-    EXPECT_EQ(surroundings.process.report, "");
+    EXPECT_EQ(surroundings.process.reports, Trace{});
     CloseCache();
   }
   PutFileWithIndex();
@@ -345,10 +345,10 @@ TEST_F(Cache, TakesOverAFileWithAnIndexWhereverItIsKilled) {
   EXPECT_EQ(CacheLookup(HostName(7)), "7");
   CloseCache();
   PutFileWithIndex();
-  std::string damaged = surroundings.files.Read(database).value();
+  std::string damaged = surroundings.disk.Read(database).value();
   Put(damaged.replace(damaged.size() - 1024, 16, 16, '\xa5'));  // in the index
   OpenCache();
-  EXPECT_EQ(surroundings.process.report, "The answer cache was damaged: 199 names were saved.");
+  EXPECT_EQ(surroundings.process.reports, Trace{"The answer cache was damaged: 199 names were saved."});
 }
 
 TEST_F(Cache, GivesNoOldAnswerOnceAllAreDeletedThoughAnotherProgramHoldsTheFileOrThisOneIsKilled) {
@@ -425,7 +425,7 @@ TEST_F(Cache, LosesNothingThatWasFlushedWhereverItIsKilledOrCannotWrite) {
         const std::string value = CacheLookup(HostName(host));
         EXPECT_TRUE(value == ValueOf(300) || value == ValueOf(400)) << value.size();
       }
-      EXPECT_EQ(std::exchange(surroundings.process.report, ""), "") << "damaged";
+      EXPECT_EQ(std::exchange(surroundings.process.reports, {}), Trace{}) << "damaged";
       CloseCache();
     }
   }
@@ -457,7 +457,7 @@ TEST_F(Cache, CompactsAtEveryStartAndGoesOnWhileTheDiskIsFull) {
   StoreHosts(50, 901);
   EXPECT_EQ(CacheLookup(HostName(49)), ValueOf(901));
   CloseCache();
-  EXPECT_EQ(surroundings.files.List(AppPath), std::vector<std::string>{"DNSCACHE.MDB"});
+  EXPECT_EQ(surroundings.disk.List(AppPath), Trace{"DNSCACHE.MDB"});
   EXPECT_EQ(widestMode & 077, 0u);
 }
 

@@ -34,6 +34,7 @@ TEST(MessageReader, AnAnswerToOneWholeQuestionLivesAsLongAsItsShortestRecord) {
       {"negative, more than three hours", ReplyTo(kQuery, "010", SoaRecord(90000, 90000), 3), 10800},
       {"highest bit set", ReplyTo(kQuery, "100", Record(kA, 0x80000000)), 0},
       {"SOA shorter than its minimum", ReplyTo(kQuery, "010", SoaRecord(90, 120), 3), 90},
+      {"SOA cut short", ReplyTo(kQuery, "010", Record(kSoa, 90, std::string(21, '\1')), 3), 0},
       {"alias to no such type", ReplyTo(kQuery, "110", Record(kCname, 600) + SoaRecord(900, 120)), 120},
       {"alias to no such name", ReplyTo(kQuery, "110", Record(kA, 600) + SoaRecord(900, 120), 3), 120},
       {"positive, with SOA", ReplyTo(kQuery, "110", Record(kA, 600) + SoaRecord(900, 120)), 600},

@@ -129,21 +129,25 @@ struct FakeNetwork : Network {
 
 struct FakeProcess : Process {
   Version ProgramVersion() override { return {2, 0, 7}; }
-  bool PreviousInstance() override {
-    trace.push_back("instance?");
-    return false;
-  }
+  bool PreviousInstance() override { return false; }
   void EndWithRunTimeError(int number, const std::string&) override { throw number; }
   void Report(const std::string& line) override { reports.push_back(line); }
-  void Randomize() override { trace.push_back("randomize"); }
+  void Randomize() override {}
   std::uint16_t SecretNumber() override {
     const auto number = static_cast<std::uint16_t>(random() >> 8);
     if (onSecretNumber) onSecretNumber(number);
     return number;
   }
-  double Random() override { return std::generate_canonical<double, 32>(random); }
+  /// Five draws make a continuation key: where these are scarce, one of 1024 in turn.
+  double Random() override {
+    if (!scarceKeys) return std::generate_canonical<double, 32>(random);
+    const unsigned draw = draws++;
+    return (draw / 5 >> draw % 5 * 2) % 4 / 4.0;
+  }
 
   std::minstd_rand random;
+  bool scarceKeys = false;
+  unsigned draws = 0;
   std::function<void(std::uint16_t)> onSecretNumber;
   std::vector<std::string> reports;
 };
@@ -195,7 +199,6 @@ struct FakeUdpPort : UdpPort {
   void SetLocalPort(std::uint16_t newPort) override { localPort = newPort; }
   void SetAcceptData(bool) override {}
   int Activate() override {
-    trace.push_back("udp " + std::to_string(localPort));
     active = bindError == 0;
     return bindError;
   }

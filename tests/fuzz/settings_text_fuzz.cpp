@@ -1,8 +1,5 @@
-// Any bytes as the settings file: a value that is written comes back, all others stay, and what was loaded and saved is
-// loaded again.
+// Any bytes as the settings file: a value that is written comes back, and all others stay.
 #include "platform/posix/profile_text.h"
-#include "settings/settings_file.h"
-#include "tests/fakes/fake_service.h"
 #include "tests/fuzz/input.h"
 #include "tests/fuzz/require.h"
 
@@ -12,21 +9,6 @@ namespace {
 
 const char* const kSections[] = {"OPTIONS", "NAMESERVER"};
 const char* const kKeys[] = {"SYSTRAY", "dns_0_name", "DNS_9_DESC"};
-
-struct TextProfile : Profile {
-  std::string GetString(const std::string& section, const std::string& key, const std::string& missing,
-                        std::size_t bufferSize) override {
-    return text.Find(section, key).value_or(missing).substr(0, bufferSize - 1);
-  }
-  void BeginSave() override {}
-  void WriteString(const std::string& section, const std::string& key, const std::string& value) override {
-    text.Set(section, key, value);
-  }
-  bool CommitSave() override { return true; }
-
-  explicit TextProfile(const std::string& content) : text(content) {}
-  ProfileText text;
-};
 
 // As it is, but for line breaks.
 std::string Readable(std::string value) {
@@ -50,18 +32,6 @@ std::string SetAndCheck(const std::string& content, Input& input) {
   return text.Text();
 }
 
-// The state that was loaded from `content`, and what it was saved as.
-auto LoadAndSave(const std::string& content) {
-  FakeService service;
-  TextProfile profile(content);
-  platform.profile = &profile;
-  LoadNameServers();
-  LoadStatistics();
-  LoadOptions();
-  SaveAllSettings();
-  return std::make_pair(std::make_tuple(ServerEnabled, ServerWinning, TotalWinning, Check2), profile.text.Text());
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size) {
@@ -69,8 +39,6 @@ extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size) {
   Input changes = input;
   for (std::size_t left = input.Below(4); left > 0; --left) input.Below(1), input.Below(1), input.Text();
   std::string content = input.Rest();
-  const auto [loaded, saved] = LoadAndSave(content);
-  Require(loaded == LoadAndSave(saved).first);
   for (std::size_t left = changes.Below(4); left > 0; --left) content = SetAndCheck(content, changes);
   return 0;
 }

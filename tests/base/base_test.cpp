@@ -1,6 +1,7 @@
-#include "base/numbers.h"
-
 #include <gtest/gtest.h>
+
+#include "base/numbers.h"
+#include "base/text.h"
 
 namespace quenvar {
 namespace {
@@ -27,6 +28,20 @@ TEST(Numbers, CountersStayWithinSixteenBits) {
   for (const auto& [amount, sum] : {std::pair(1, 32767), {-65536, 32767}, {-65535, -32768}}) {
     AddChecked(counter, amount);
     EXPECT_EQ(counter, sum);
+  }
+}
+
+TEST(Text, OnlyTheCaseOfLettersIsPassedOver) {
+  const std::tuple<const char*, const char*, bool> cases[] = {{"www.Example.com", "WWW.eXAMPLE.COM", true},
+                                                              {"aaaaaaaaX", "aaaaaaaay", false},
+                                                              {"long.name.a", "long.name", false},
+                                                              {"12345678[", "12345678{", false},
+                                                              {"@", "`", false},
+                                                              {"aZ", "Az", true},
+                                                              {"\xe4", "\xc4", false}};
+  for (const auto& [a, b, equal] : cases) {
+    EXPECT_EQ(EqualWithoutCase(a, b), equal) << a;
+    EXPECT_EQ(UpperCase(a) == UpperCase(b), equal) << a;
   }
 }
 

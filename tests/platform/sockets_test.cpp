@@ -1,6 +1,7 @@
-#include "platform/qt/socket_udp_port.h"
-
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <QCoreApplication>
@@ -8,8 +9,12 @@
 #include <QTest>
 #include <QTimer>
 #include <QUdpSocket>
+#include <csignal>
+#include <fstream>
 
+#include "platform/posix/bound_socket.h"
 #include "platform/qt/qt_event_loop.h"
+#include "platform/qt/socket_udp_port.h"
 #include "tests/fakes/application.h"
 
 namespace quenvar {
@@ -92,6 +97,35 @@ TEST_F(UdpSockets, ABurstNestsOnlyToASmallDepth) {
   for (int i = 0; i < 1000; ++i) Send("x");
   EXPECT_TRUE(QTest::qWaitFor([&] { return handled == 1000; }, 10000));
   EXPECT_EQ(deepest, 2);
+}
+
+TEST(SocketFromHelper, IsBoundAndNotInherited) {
+  for (const int type : {SOCK_DGRAM, SOCK_STREAM}) {
+    signal(SIGCHLD, SIG_IGN);  // as the one who starts the program may leave it
+    const int first = SocketFromHelper(PORT_HELPER, type);
+    ASSERT_NE(first, -1) << errno;
+    sockaddr_in local{};
+    socklen_t size = sizeof local;
+    getsockname(first, reinterpret_cast<sockaddr*>(&local), &size);
+    EXPECT_EQ(ntohs(local.sin_port), HELPERS_PORT);
+    EXPECT_TRUE(fcntl(first, F_GETFL) & O_NONBLOCK);
+    EXPECT_TRUE(fcntl(first, F_GETFD) & FD_CLOEXEC);
+    if (type == SOCK_STREAM) listen(first, 1);
+    EXPECT_EQ(SocketFromHelper(PORT_HELPER, type), -1);
+    EXPECT_EQ(errno, EADDRINUSE);
+    close(first);
+  }
+}
+
+TEST(SocketFromHelper, NeedsAHelperThatDoesItsWorkAndIsItsParent) {
+  const std::string between = testing::TempDir() + "between";
+  std::ofstream(between) << "#!/bin/sh\n" PORT_HELPER " \"$@\"\nexit $?\n";
+  chmod(between.c_str(), 0755);
+  for (const auto& [helper, error] : {std::pair(between, EPERM), {"/nonexistent", EACCES}, {"/bin/true", EACCES}}) {
+    EXPECT_EQ(SocketFromHelper(helper.c_str(), SOCK_DGRAM), -1);
+    EXPECT_EQ(errno, error) << helper;
+  }
+  unlink(between.c_str());
 }
 
 }  // namespace
