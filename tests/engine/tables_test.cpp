@@ -59,17 +59,6 @@ TEST_F(PendingRequests, TheOldestWaitingOneIsFoundWithoutCase) {
   EXPECT_EQ(FindCacheAnswered("other"), -1);
 }
 
-TEST_F(PendingRequests, The301stSwitchesAllServersOff) {
-  ServerEnabled.fill(kTrue);
-  for (int i = 0; i < 300; ++i) Add("name", i);
-  EXPECT_TRUE(boxes.shown.empty());
-  boxes.whileOpen = [] { EXPECT_EQ(ServerEnabled[9], kFalse) << "the servers are off before the box opens"; };
-  Add("one too many", 300);
-  EXPECT_EQ(PendingCount, 0);
-  EXPECT_EQ(ServerEnabled[10], kTrue);
-  EXPECT_EQ(boxes.shown.size(), 1u);
-}
-
 // The loop keeps the bound it began with and looks at vacated slots as they stand.
 TEST_F(PendingRequests, TheSweepTakesOutWhatIsOlderThan40SecondsAndLooksAtMovedRecordsOnTheNextTick) {
   clock.now = 50000;

@@ -1,6 +1,5 @@
 // Whatever clients and name servers send, in whatever order and at whatever time.
 #include "tests/engine/event_player.h"
-#include "tests/fuzz/require.h"
 
 using namespace quenvar;
 

@@ -2,10 +2,16 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdlib>
 #include <string>
 #include <string_view>
 
 namespace quenvar {
+
+/// Ends the program where a fuzzer finds that something does not hold. Stays in every build.
+inline void Require(bool holds) {
+  if (!holds) std::abort();
+}
 
 /// Reads from the front. Behind the end there are zeros and empty texts.
 class Input {

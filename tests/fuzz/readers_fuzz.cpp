@@ -1,13 +1,13 @@
-// Any bytes as what others have written. The first byte says as what: a message, its name, an old server file, or the
-// proxy setting of the user.
+// Any bytes as what others have written. The first byte says as what: a message, its name, an old server file, the
+// proxy setting of the user, or the settings file.
 #include <vector>
 
 #include "engine/message_reader.h"
 #include "engine/query_name.h"
+#include "platform/posix/profile_text.h"
 #include "settings/server_import.h"
 #include "tests/fakes/fake_service.h"
 #include "tests/fuzz/input.h"
-#include "tests/fuzz/require.h"
 #include "update/proxy_text.h"
 
 using namespace quenvar;
@@ -78,14 +78,48 @@ void ReadProxy(Input input) {
   Require(changed.starts_with(setting));
 }
 
+const char* const kSections[] = {"OPTIONS", "NAMESERVER"};
+const char* const kKeys[] = {"SYSTRAY", "dns_0_name", "DNS_9_DESC"};
+
+// As it is, but for line breaks.
+std::string Readable(std::string value) {
+  for (char& c : value) c = c == '\r' || c == '\n' || c == '\0' ? ' ' : c;
+  return value;
+}
+
+std::string SetAndCheck(const std::string& content, Input& input) {
+  const std::string section = kSections[input.Below(std::size(kSections))];
+  const std::string key = kKeys[input.Below(std::size(kKeys))];
+  const std::string value = input.Text();
+  ProfileText old(content);
+  Require(old.Text() == content);
+  ProfileText text(content);
+  text.Set(section, key, value);
+  ProfileText read(text.Text());
+  for (const std::string otherSection : kSections)
+    for (const std::string otherKey : kKeys)
+      Require(read.Find(otherSection, otherKey) ==
+              (otherSection == section && otherKey == key ? Readable(value) : old.Find(otherSection, otherKey)));
+  return text.Text();
+}
+
+// A value that is written comes back, and all others stay.
+void ReadSettings(Input input) {
+  Input changes = input;
+  for (std::size_t left = input.Below(4); left > 0; --left) input.Below(1), input.Below(1), input.Text();
+  std::string content = input.Rest();
+  for (std::size_t left = changes.Below(4); left > 0; --left) content = SetAndCheck(content, changes);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size) {
   Input input(data, size);
-  const std::size_t what = input.Below(4);
+  const std::size_t what = input.Below(5);
   if (what == 0) ReadMessage(input.Rest());
   if (what == 1) ReadName(input.Rest());
   if (what == 2) ReadServerFile(input.Rest());
   if (what == 3) ReadProxy(input);
+  if (what == 4) ReadSettings(input);
   return 0;
 }
