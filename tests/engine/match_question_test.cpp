@@ -233,6 +233,10 @@ TEST_F(MatchQuestionPath, OnlyTheAnswerToAQueryCountsAndNotAllAreStored) {
     Answer(forgery);
     EXPECT_EQ(Got(), Messages()) << forgery;
   }
+  SetServer(0, "10.1.0.9");
+  Answer(answer(query), "10.1.0.9");
+  SetServer(0, "10.1.0.1");
+  EXPECT_EQ(Got(), Messages()) << "that address was not asked";
   std::string truncated = answer(query);
   truncated[2] = static_cast<char>(truncated[2] | 2);
   for (const std::string& kept : {truncated, ReplyTo(query, "200", Record(kA, 60)), answer(query)}) {

@@ -39,7 +39,7 @@ TEST_F(StartAndEnd, AnEndBeforeTheSettingsAreReadKeepsThem) {
   window.missingFont = "Tahoma";
   boxes.whileOpen = [] { UnloadMainWindow(UnloadMode::SessionEnd); };
   Startup();
-  EXPECT_EQ(trace.back(), "quit 2");
+  EXPECT_EQ(trace, (Trace{"box Quenvar", "save", "remove icon", "unload others", "quit 0", "quit 2"}));
   EXPECT_EQ((profile.values[{"NAMESERVER", "DNS_0_DESC"}]), "first");
 }
 
