@@ -171,6 +171,7 @@ TEST_F(MatchQuestionPath, ARetryLeavesOnceAPortCanBeOpened) {
   PendingCount = 0;
   OnPortTimer();
   FakeUdpPort& port = *ports.ports[0];
+  EXPECT_FALSE(port.active || portTimer.running);
   port.sent.clear();
   for (const int error : {1, 0}) {
     port.bindError = error;

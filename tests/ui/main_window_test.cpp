@@ -168,6 +168,9 @@ TEST_F(MainWindow, AScreenReaderSaysWhatIsSeen) {
     EXPECT_TRUE(spoken.contains(words)) << spoken.toStdString();
     EXPECT_TRUE(shown != &form || spoken.endsWith("System, Server, Log, About, File, Help"));
   }
+  const QImage bar = Find("Progress2")->grab().toImage();
+  const auto color = [&](int percent) { return bar.pixel(bar.width() * percent / 100, bar.height() / 2); };
+  EXPECT_TRUE(color(10) == color(30) && color(30) != color(40));
 }
 
 TEST_F(MainWindow, TheLogIsLiveButLeavesAReaderAloneUntilHeIsBack) {
