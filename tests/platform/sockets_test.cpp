@@ -6,6 +6,7 @@
 
 #include <QCoreApplication>
 #include <QNetworkDatagram>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 #include <QUdpSocket>
@@ -29,8 +30,6 @@ class UdpSockets : public testing::Test {
   UdpSockets() {
     answering = &port;
     EXPECT_TRUE(peer.bind(QHostAddress::LocalHost));
-    // The kernel deals free ports out at random; the neighbour of one is free too, but for bad luck.
-    portNumber = static_cast<std::uint16_t>(peer.localPort() ^ 1);
     port.SetDataArrived([](std::string_view message, const std::string& address, std::int32_t from) {
       const std::string copy(message);
       answering->SetRemoteHost(address);
@@ -39,17 +38,18 @@ class UdpSockets : public testing::Test {
       EXPECT_EQ(message, copy) << "a message stays while its handler lets others arrive";
     });
     port.SetAcceptData(true);
-    port.SetLocalPort(portNumber);
+    port.SetLocalPort(0);
     EXPECT_EQ(port.Activate(), 0);
   }
 
-  void Send(const char* message) { peer.writeDatagram(message, QHostAddress(QHostAddress::LocalHost), portNumber); }
+  void Send(const char* message) {
+    peer.writeDatagram(message, QHostAddress(QHostAddress::LocalHost), port.BoundPort());
+  }
 
   TestApplication<QCoreApplication> application;
   QtEventLoop events;
   SocketUdpPort port{events};
   QUdpSocket peer;
-  std::uint16_t portNumber = 0;
 };
 
 TEST_F(UdpSockets, NothingIsSentToNobody) {
@@ -118,14 +118,14 @@ TEST(SocketFromHelper, IsBoundAndNotInherited) {
 }
 
 TEST(SocketFromHelper, NeedsAHelperThatDoesItsWorkAndIsItsParent) {
-  const std::string between = testing::TempDir() + "between";
+  const QTemporaryDir folder;
+  const std::string between = folder.filePath("between").toStdString();
   std::ofstream(between) << "#!/bin/sh\n" PORT_HELPER " \"$@\"\nexit $?\n";
   chmod(between.c_str(), 0755);
   for (const auto& [helper, error] : {std::pair(between, EPERM), {"/nonexistent", EACCES}, {"/bin/true", EACCES}}) {
     EXPECT_EQ(SocketFromHelper(helper.c_str(), SOCK_DGRAM), -1);
     EXPECT_EQ(errno, error) << helper;
   }
-  unlink(between.c_str());
 }
 
 }  // namespace
