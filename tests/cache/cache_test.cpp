@@ -1,18 +1,10 @@
 // The cache over a real SQLite file in a directory of the test's own.
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <malloc.h>
-#include <signal.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <map>
 #include <random>
 #include <utility>
@@ -23,57 +15,18 @@
 #include "platform/sqlite/sqlite_record_store.h"
 #include "tests/cache/cache_surroundings.h"
 #include "tests/fakes/dns_message.h"
+#include "tests/fakes/file_changes.h"
 
 namespace {
 
 bool readFails = false;
-int changesLeft = 0;
-bool changeFails = false;
-mode_t widestMode = 0;
-std::string calls;
-
-// The change of a file that the test has chosen fails, or the program is killed in front of it.
-bool Fails(const char* call) {
-  calls += call;
-  if (changesLeft == 0 || --changesLeft > 0) return false;
-  if (!changeFails) raise(SIGKILL);
-  errno = ENOSPC;
-  return true;
-}
 
 }  // namespace
 
-// Between SQLite, or the store, and the system.
-extern "C" {
-
-ssize_t pread64(int file, void* bytes, std::size_t count, off64_t at) {
+extern "C" ssize_t pread64(int file, void* bytes, std::size_t count, off64_t at) {
   if (!std::exchange(readFails, false)) return pread(file, bytes, count, at);
   errno = ETIMEDOUT;
   return -1;
-}
-
-ssize_t pwrite64(int file, const void* bytes, std::size_t count, off64_t at) {
-  if (Fails("")) return -1;
-  struct stat state {};
-  if (fstat(file, &state) == 0) widestMode |= state.st_mode;
-  return pwrite(file, bytes, count, at);
-}
-
-int fsync(int file) {
-  struct stat state {};
-  if (Fails(fstat(file, &state) == 0 && S_ISDIR(state.st_mode) ? "folder " : "sync ")) return -1;
-  return static_cast<int>(syscall(SYS_fsync, file));
-}
-
-int rename(const char* from, const char* to) {
-  if (Fails("rename ")) return -1;
-  return renameat(AT_FDCWD, from, AT_FDCWD, to);
-}
-
-int unlink(const char* path) {
-  if (Fails("")) return -1;
-  return unlinkat(AT_FDCWD, path, 0);
-}
 }
 
 namespace quenvar {
@@ -92,18 +45,6 @@ std::string HostName(unsigned number) { return "Host" + std::to_string(number) +
 
 void StoreHosts(unsigned count, std::size_t size) {
   for (unsigned i = 0; i < count; ++i) CacheStore(HostName(i), ValueOf(size));
-}
-
-/// Runs `action` in a process that is killed in front of its `change`th change of a file, counted from the call of
-/// `arm` on, or for which that fails. False when there are not so many.
-bool IsHitAt(int change, const std::function<void(const std::function<void()>& arm)>& action) {
-  const pid_t child = fork();
-  if (child == 0) {
-    action([change] { changesLeft = change; });
-    _exit(changesLeft > 0 ? 0 : 1);
-  }
-  int status = 0;
-  return waitpid(child, &status, 0) == child && status != 0;
 }
 
 struct CountingStore : SqliteRecordStore {

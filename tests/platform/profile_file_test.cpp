@@ -1,46 +1,13 @@
 #include "platform/posix/profile_file.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/stat.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <QTemporaryDir>
-#include <cerrno>
 #include <filesystem>
 #include <fstream>
 
 #include "platform/posix/file_replacement.h"
-
-namespace {
-
-int changesLeft = 0;
-bool kills = false;
-std::string calls;
-
-// The change of a file that the test has chosen fails, or the program is killed in front of it.
-bool Fails(const char* call) {
-  calls += call;
-  if (changesLeft == 0 || --changesLeft > 0) return false;
-  if (kills) raise(SIGKILL);
-  errno = ENOSPC;
-  return true;
-}
-
-}  // namespace
-
-extern "C" {
-
-ssize_t write(int file, const void* bytes, std::size_t size) {
-  return Fails("write ") ? -1 : syscall(SYS_write, file, bytes, size);
-}
-int fsync(int file) { return Fails("sync ") ? -1 : static_cast<int>(syscall(SYS_fsync, file)); }
-int rename(const char* from, const char* to) { return Fails("rename ") ? -1 : renameat(AT_FDCWD, from, AT_FDCWD, to); }
-int unlink(const char* path) { return Fails("") ? -1 : unlinkat(AT_FDCWD, path, 0); }
-}
+#include "tests/fakes/file_changes.h"
 
 namespace quenvar {
 namespace {
@@ -128,27 +95,22 @@ TEST_F(ProfileStrings, ANewFileIsForItsOwnerOnlyAndNoFileAtAllIsReplaced) {
 
 TEST_F(ProfileStrings, AKillOrAFailureAtAnyChangeLeavesTheOldFileOrTheNewOne) {
   const std::string contents[] = {"[S]\nk=1\n", "[S]\nk=2\n"};
-  bool reached = true;
-  for (int change = 1; reached; ++change)
-    for (const bool killed : {true, false}) {
-      SCOPED_TRACE(testing::Message() << change << " " << killed);
+  bool hit = true;
+  for (int change = 1; hit; ++change)
+    for (const bool fails : {false, true}) {
+      SCOPED_TRACE(testing::Message() << change << " " << fails);
       Put(contents[0]);
-      const pid_t child = fork();
-      if (child == 0) {
-        kills = killed;
-        changesLeft = change;
+      changeFails = fails;
+      hit = IsHitAt(change, [&](const auto& arm) {
+        arm();
         const bool saved = SaveNumber(profile, "2");
-        _exit(changesLeft > 0 ? 2 : saved);
-      }
-      int status = 0;
-      ASSERT_EQ(waitpid(child, &status, 0), child);
-      reached = WEXITSTATUS(status) != 2;
+        if (saved != (ReadWholeFile(path) == contents[1])) Put("not what is said");
+      });
       const std::string text = ReadWholeFile(path).value_or("no file");
       EXPECT_TRUE(text == contents[0] || text == contents[1]) << text;
-      EXPECT_TRUE(WIFSIGNALED(status) || (WEXITSTATUS(status) == 0) == (text == contents[0])) << text;
       ASSERT_TRUE(SaveNumber(profile, "3")) << "after what was left";
     }
-  EXPECT_NE(calls.find("write sync rename sync "), calls.npos) << "a power cut would leave an empty file";
+  EXPECT_NE(calls.find("write sync rename folder "), calls.npos) << "a power cut would leave an empty file";
 }
 
 }  // namespace
