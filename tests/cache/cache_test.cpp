@@ -179,6 +179,7 @@ TEST_F(Cache, NoticesWhatAnotherProgramHasDoneToTheFile) {
   Sql("DELETE FROM ipcache");
   Sql("INSERT INTO ipcache (IPNAME, IPNUMBER) VALUES ('D.EXAMPLE', X'0064')");
   CacheStore("c.example", "new");
+  OpenAgain();
   EXPECT_EQ(CacheLookup("c.example"), "new");
   EXPECT_EQ(CacheLookup("d.example"), "d");
 }

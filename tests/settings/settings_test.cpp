@@ -81,6 +81,7 @@ TEST_F(SettingsFile, EachDescriptionIsReadByItselfAndComesBackAsItIs) {
   }
   const std::pair<std::string, std::string> cases[] = {{"\xe4\x80 \x81", "\u00E4\u20AC \xC2\x81"},
                                                        {"\xC3\xA9\xFC", "\u00C3\u00A9\u00FC"},
+                                                       {"\xED\xA0\x80", "\u00ED\u00A0\u20AC"},
                                                        {"\u03B1\U0001F310", "\u03B1\U0001F310"},
                                                        {letters + "\u0416", letters},
                                                        {std::string(80, '\xDF'), sharps}};
