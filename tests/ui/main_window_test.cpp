@@ -230,6 +230,8 @@ TEST_F(MainWindow, F1OpensThePagesHelpAndUpdateItsDialog) {
     QTest::keyClick(&form, Qt::Key_F1);
     EXPECT_EQ(form.findChild<QTextBrowser*>()->source().fileName(), file);
   }
+  Click(Find("b5"));
+  EXPECT_EQ(form.findChild<QTextBrowser*>()->source().fileName(), "about.html") << "the help itself is in front";
   QString opened;
   QTimer::singleShot(0, &form, [&] {
     opened = QApplication::activeModalWidget()->objectName();
