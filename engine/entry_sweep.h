@@ -9,14 +9,16 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace quenvar {
 
 /// The time of day, as far as it can be relied on.
 class SteadyTime {
  public:
-  /// Compares the two clocks; to be called at every tick.
-  void Note(std::int64_t second, std::int32_t tick);
+  /// Compares the two clocks; to be called at every tick. False when one of them has jumped.
+  bool Note(std::int64_t second, std::int32_t tick);
   /// Whether both have agreed for an hour, up to the last call of Note.
   bool IsSteady() const { return steady_; }
 
@@ -41,15 +43,19 @@ class EntrySweep {
   bool HasRoom(std::string_view key, std::size_t bytes);
 
  private:
+  using Useful = std::vector<std::pair<std::int64_t, std::string>>;  // since when, and under which key
+
+  void LookAtSize();
   void NoteTime(std::int64_t second);
   void Sweep(std::int64_t second);
-  bool IsNearBound() const { return usedBytes_ > mostBytes_ / 8 * 7; }
+  static void RemoveOldest(Useful& useful);
 
   std::uint64_t mostBytes_;
   std::uint64_t usedBytes_ = mostBytes_;  ///< by the last look; the first one is still to come
   std::uint64_t storedBytes_ = 0;         ///< at most, since then
   SteadyTime time_;
   std::string at_;  ///< the key that was looked at last
+  bool nearBound_ = false;
   bool turnWasNotEnough_ = false;
 };
 

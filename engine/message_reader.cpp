@@ -209,7 +209,7 @@ void ReduceLifetimes(std::string& answer, std::uint32_t seconds) {
   RecordReader records(answer);
   while (const auto record = records.Next()) {
     if (!HasLifetime(*record)) continue;
-    const std::uint32_t before = Read32(answer, record->lifetimeAt);
+    const std::uint32_t before = std::min(Read32(answer, record->lifetimeAt), kLongestLife);
     const std::uint32_t left = before - std::min(before, seconds);
     Write16(answer, record->lifetimeAt, left >> 16);
     Write16(answer, record->lifetimeAt + 2, left);

@@ -71,7 +71,7 @@ class RecordReader {
 /// without records, one that cannot be read to its end.
 std::uint32_t Lifetime(std::string_view answer);
 
-/// Reduces every time-to-live of an answer by `seconds`, at most to 0.
+/// Reduces every time-to-live of an answer, of which a day at most counts, by `seconds`, at most to 0.
 void ReduceLifetimes(std::string& answer, std::uint32_t seconds);
 
 /// The bytes that every client takes in an answer over UDP (RFC 1035, section 4.2.1).

@@ -5,6 +5,7 @@
 #include "cache/record_piece.h"
 #include "engine/message_reader.h"
 #include "engine/query_name.h"
+#include "platform/clock.h"
 
 namespace quenvar {
 
@@ -41,7 +42,7 @@ std::optional<StoredEntry> FindEntry(std::string_view key, std::string_view piec
   // Neither most keys of the plain rules nor any that continues a chain.
   if (key.find(kNameEnd) == key.npos) return std::nullopt;
   std::optional<StoredEntry> entry = ReadEntry(IsLast(piece) ? std::string(Payload(piece)) : CacheLookup(key));
-  if (entry && !IsKeyOfEntry(key, entry->answer)) entry.reset();
+  if (entry && !(ReadQuestion(entry->answer) && IsKeyOfEntry(key, entry->answer))) entry.reset();
   return entry;
 }
 
@@ -54,11 +55,13 @@ bool IsUseless(const StoredEntry& entry, std::int64_t second, std::int64_t grace
 
 RecordStore::Keys FindUselessRecords() {
   RecordStore::Keys useless;
-  const std::int64_t second = std::int64_t{platform.records->Stamp()} * kSecondsOfAMinute;
-  if (second == 0) return useless;
+  const std::int64_t stamp = std::int64_t{platform.records->Stamp()} * kSecondsOfAMinute;
+  const std::int64_t now = platform.clock->UnixSecond();
+  if (stamp == 0) return useless;
   platform.records->ForEach([&](std::string_view key, std::string_view piece) {
     const std::optional<StoredEntry> entry = FindEntry(key, piece);
-    if (entry && IsUseless(*entry, second, kSecondsOfADay))
+    if (entry && entry->second <= stamp && IsUseless(*entry, stamp, kSecondsOfADay) &&
+        IsUseless(*entry, now, kSecondsOfADay))
       FollowChain(key, [&](const std::string& link, std::string_view) { useless.insert(link); });
   });
   return useless;

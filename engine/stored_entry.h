@@ -33,8 +33,8 @@ std::optional<StoredEntry> FindEntry(std::string_view key, std::string_view piec
 /// Whether at `second` the entry's time-to-live has been over for `grace` seconds, or it was stored as long after that.
 bool IsUseless(const StoredEntry& entry, std::int64_t second, std::int64_t grace);
 
-/// The keys of all records of entries that had been useless for a day at the minute that the file has as its stamp;
-/// none where it has no stamp. Minutes count from the beginning of 1970.
+/// The keys of all records of entries that have been useless for a day, and had been so at the minute that the file has
+/// as its stamp; none where it has no stamp. Minutes count from the beginning of 1970.
 RecordStore::Keys FindUselessRecords();
 
 }  // namespace quenvar

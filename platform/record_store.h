@@ -71,8 +71,8 @@ class RecordStore {
   /// Deletes the current record.
   virtual bool Delete() = 0;
 
-  /// The bytes of the file that are in use. Room that deleted records have left is not counted: it is used again before
-  /// the file grows.
+  /// The bytes of all pages of the file that hold records; the largest number when it cannot be told. Pages that
+  /// deleted records have left empty do not count: they are used again before the file grows.
   virtual std::uint64_t UsedBytes() = 0;
   /// A number that is kept in the file beside the records and goes into its compacted copies; 0 in a new file.
   virtual std::int32_t Stamp() = 0;

@@ -6,9 +6,11 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 #include "base/ipv4_text.h"
 #include "platform/posix/bound_socket.h"
@@ -22,6 +24,11 @@ namespace {
 constexpr int kResumeMilliseconds = 250;
 /// How often the system looks whether a silent client is still there.
 constexpr int kKeepAliveSeconds = 60;
+/// For so many seconds a client may take nothing of an answer whose name server has closed already. Standstill adds
+/// ten.
+constexpr int kStillSecondsWithinAnswer = 110;
+/// A client that has stood still for so long makes room when descriptors run out.
+constexpr int kStillSecondsForRoom = 2;
 /// Descriptors that clients never get, so that files can still be opened and each client gets its name server.
 constexpr rlim_t kKeptDescriptors = 16;
 /// A handler may let events run and so be called inside of itself. One deep call that is held up, by an open box for
@@ -80,11 +87,27 @@ class SocketTcpListener::Connection final : private TcpStreamOwner {
     RemoveWhenDone();
   }
 
+  /// For how many seconds the end of this client has been waited for without any progress.
+  int StillSeconds() const { return finishing_ ? stillSeconds_ : 0; }
+
  private:
+  /// What the client still sends is dropped, and is no progress.
+  bool TakesOrMayTake() {
+    const std::uint64_t untaken = stream_.Untaken();
+    stillSeconds_ = std::exchange(untaken_, untaken) == untaken ? stillSeconds_ + 1 : 0;
+    return stillSeconds_ == 0 || (untaken != 0 && stillSeconds_ < kStillSecondsWithinAnswer);
+  }
+
+  /// An answer that was not taken whole ends with a reset, so that the client does not take it for the whole.
+  void GiveUp() {
+    if (finishing_ && !stream_.AllTaken()) stream_.Abort();
+    stream_.Fail(ECONNRESET);
+  }
+
   /// The end of a client comes in behind what it has sent, so it is looked for while that is not read. One that has not
   /// closed may wait for its name server as long as it likes.
   bool MayGoOn() {
-    if (finishing_) return stream_.TakeProgress();
+    if (finishing_) return TakesOrMayTake();
     return !stream_.PeerHasClosed() || listener_.handlers_.hasMoved(id_);
   }
 
@@ -112,7 +135,9 @@ class SocketTcpListener::Connection final : private TcpStreamOwner {
   bool released_ = false;
   bool finishing_ = false;
   bool clientClosed_ = false;
-  Standstill standstill_{[this] { return MayGoOn(); }, [this] { stream_.Fail(ECONNRESET); }};
+  int stillSeconds_ = 0;
+  std::uint64_t untaken_ = 0;
+  Standstill standstill_{[this] { return MayGoOn(); }, [this] { GiveUp(); }};
   TcpStream stream_{*this};
 };
 
@@ -151,7 +176,7 @@ void SocketTcpListener::AcceptOne() {
   if (FreeId() == 0) return Pause();
   if (!DescriptorsLeft(descriptor_)) {
     // Where there is room now, the client is still waiting at the next look.
-    if (!handlers_.makeRoom()) Pause();
+    if (!MakeRoom() && !handlers_.makeRoom()) Pause();
     return;
   }
   sockaddr_in remote{};
@@ -168,6 +193,16 @@ void SocketTcpListener::AcceptOne() {
     return;
   }
   Open(client);
+}
+
+// One that only has to end goes first.
+bool SocketTcpListener::MakeRoom() {
+  const auto stillest = std::ranges::max_element(
+      connections_, {}, [](const auto& connection) { return connection.second->StillSeconds(); });
+  if (stillest == connections_.end() || stillest->second->StillSeconds() < kStillSecondsForRoom) return false;
+  stillest->second->Stream().Abort();
+  connections_.erase(stillest);
+  return true;
 }
 
 void SocketTcpListener::Open(int descriptor) {

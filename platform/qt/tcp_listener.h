@@ -33,6 +33,7 @@ class SocketTcpListener : public TcpListener {
   void AcceptOne();
   void Open(int descriptor);
   void Pause();
+  bool MakeRoom();
   std::int16_t FreeId();
   Connection* Find(std::int16_t connection);
 

@@ -58,7 +58,9 @@ class TcpStream {
   std::size_t Send(std::string_view data);
   std::size_t Waiting() const { return waiting_.size(); }
   /// The other side has confirmed all that was sent, and its end where that is finished.
-  bool AllTaken() const { return waiting_.empty() && Unconfirmed() == 0; }
+  bool AllTaken() const { return Untaken() == 0; }
+  /// The bytes of which that is not so yet.
+  std::uint64_t Untaken() const { return waiting_.size() + Unconfirmed(); }
   /// Closes the sending side of a connected stream as soon as nothing waits.
   void FinishSending();
   void SetReading(bool reading);

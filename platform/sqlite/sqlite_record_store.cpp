@@ -3,6 +3,7 @@
 #include <sqlite3.h>
 
 #include <cstdlib>
+#include <limits>
 #include <utility>
 
 #include "platform/wait_notice.h"
@@ -19,8 +20,10 @@ constexpr const char* kOpenSettings =
     "PRAGMA journal_mode=WAL;"
     "PRAGMA synchronous=NORMAL;"
     "PRAGMA wal_autocheckpoint=2000;"
+    "PRAGMA journal_size_limit=16777216;"
     "PRAGMA cache_size=-24576";
 
+constexpr std::uint64_t kCannotTell = std::numeric_limits<std::uint64_t>::max();
 constexpr const char* kUsedBytes =
     "SELECT (page_count - freelist_count) * page_size FROM pragma_page_count, pragma_freelist_count, pragma_page_size";
 
@@ -149,9 +152,9 @@ void SqliteRecordStore::ForgetRecordsIfChanged() {
 }
 
 std::uint64_t SqliteRecordStore::UsedBytes() {
-  if (!used_) return 0;
+  if (!used_) return kCannotTell;
   const bool read = sqlite3_step(used_.get()) == SQLITE_ROW;
-  const auto bytes = read ? static_cast<std::uint64_t>(sqlite3_column_int64(used_.get(), 0)) : 0;
+  const auto bytes = read ? static_cast<std::uint64_t>(sqlite3_column_int64(used_.get(), 0)) : kCannotTell;
   sqlite3_reset(used_.get());
   return bytes;
 }

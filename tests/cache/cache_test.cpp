@@ -404,17 +404,23 @@ TEST_F(Cache, CompactsAtEveryStartAndGoesOnWhileTheDiskIsFull) {
 }
 
 TEST_F(Cache, LeavesUselessEntriesBehindAtTheStart) {
-  constexpr int kMinute = 30'000'000;
   const auto fill = [](std::int64_t second) {
     for (const unsigned host : {0u, 1u, 2u, 3u}) {
       const std::string answer = ReplyTo(QueryFor(HostName(host)), "100", Record(kA, 60, ValueOf(host * 300)));
-      CacheStore(HostName(host) + "\0N1 1"s, EntryBytes(answer, host < 2 ? second : second - 86'400 - 60));
+      CacheStore(HostName(host) + "\0N1 1"s, EntryBytes(answer, host < 2 ? second : second - 86'400 - 120));
       CacheStore(HostName(host), EntryBytes(answer, 0));
     }
   };
-  for (const auto& [stamp, with, left] : {std::tuple(0, true, "20"), {kMinute, false, "20"}, {kMinute, true, "13"}}) {
+  const std::int64_t now = platform.clock->UnixSecond();
+  const int minute = static_cast<int>(now / 60);
+  for (const auto& [stamp, second, with, left] : {std::tuple(0, now, true, "20"),
+                                                  {minute, now, false, "20"},
+                                                  {minute, now, true, "13"},
+                                                  {minute * 2, now, true, "13"},
+                                                  {minute * 2, now + 86'400, true, "20"},
+                                                  {minute - 5000, now - 86'460, true, "20"}}) {
     DeleteWholeCache();
-    fill(std::int64_t{kMinute} * 60);
+    fill(second);
     EXPECT_TRUE(stamp == 0 || store.SetStamp(stamp));
     CloseCache();
     OpenCache(with ? FindUselessRecords : RecordStore::FindKeys());

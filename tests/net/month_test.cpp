@@ -72,7 +72,7 @@ class Month : public LabTest {
     fs::create_directory_symlink(disk, home_.root / "config");
     WriteFile(home_.SettingsFile(), SettingsFor({1, 2, 3}, "No", kMatchQuestion));
     auto environment = FastClock(kBusySpeed);
-    environment["SOAK_CLOCK_PLAN"] = clock_.kFile;
+    environment["TEST_CLOCK_PLAN"] = clock_.kFile;
     program_.emplace(home_, StartOptions{.environment = environment});
   }
 

@@ -12,7 +12,7 @@
 
 namespace quenvar::lab {
 
-/// A clock that a test sets, for programs with its file in SOAK_CLOCK_PLAN. It begins at 0 with the present time of
+/// A clock that a test sets, for programs with its file in TEST_CLOCK_PLAN. It begins at 0 with the present time of
 /// day.
 class ProgramClock {
  public:

@@ -217,8 +217,8 @@ TEST_F(MainWindow, OptionsMoveTheCheckBoxesAndClicksMoveTheOptions) {
 }
 
 TEST_F(MainWindow, F1OpensThePagesHelpAndUpdateItsDialog) {
-  QtDesktop desktop;
-  platform.desktop = &desktop;
+  QtDesktop real;
+  platform.desktop = &real;
   QtHttpClient http;
   platform.http = &http;
   HelpFile = QUENVAR_HELP_FILE;
