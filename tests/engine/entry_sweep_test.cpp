@@ -38,7 +38,7 @@ class Sweep : public Service {
   }
   void Pass(std::int64_t seconds) {
     clock.second += seconds;
-    clock.now += static_cast<std::int32_t>(seconds * 1000);
+    clock.now = static_cast<std::int32_t>(static_cast<std::uint32_t>(clock.now + seconds * 1000));
   }
 
   FakeRecordStore records;
