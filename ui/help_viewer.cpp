@@ -3,6 +3,7 @@
 #include <QFileInfo>
 #include <QHelpEngineCore>
 #include <QHelpLink>
+#include <QScrollBar>
 #include <QTemporaryDir>
 #include <QTextBrowser>
 #include <QToolBar>
@@ -18,6 +19,7 @@ constexpr QSize kSize(660, 580);
 constexpr double kReadingPoints = 10;
 constexpr int kMargin = 14;
 constexpr int kListIndent = 20;
+constexpr double kPictureScale = 3;  // The pictures are stored at three times the size at which they are shown.
 const QString kHelpScheme = "qthelp";
 const QUrl kContents("qthelp://quenvar.help/help/contents.html");
 
@@ -44,6 +46,7 @@ class HelpPages : public QTextBrowser {
   void ShowTopic(const QString& file, int topic) {
     file_ = file;
     engine_ = OpenHelp(file);
+    ratio_ = devicePixelRatioF();
     setSource(PageOf(topic));
     reload();
   }
@@ -51,7 +54,14 @@ class HelpPages : public QTextBrowser {
  protected:
   QVariant loadResource(int type, const QUrl& url) override {
     const QByteArray bytes = engine_ && url.scheme() == kHelpScheme ? engine_->fileData(url) : QByteArray();
+    if (type == QTextDocument::ImageResource) return Picture(bytes);
     return bytes.isEmpty() && type == QTextDocument::HtmlResource ? QVariant(Complaint()) : QVariant(bytes);
+  }
+
+  void paintEvent(QPaintEvent* event) override {
+    QTextBrowser::paintEvent(event);
+    if (ratio_ != devicePixelRatioF())
+      QMetaObject::invokeMethod(this, &HelpPages::MakePicturesAnew, Qt::QueuedConnection);
   }
 
   void doSetSource(const QUrl& url, QTextDocument::ResourceType type) override {
@@ -66,12 +76,30 @@ class HelpPages : public QTextBrowser {
     return pages.isEmpty() ? kContents : pages.first().url;
   }
 
+  // Has exactly the pixels of the screen, so that it is not scaled again when it is painted.
+  QImage Picture(const QByteArray& bytes) const {
+    const QImage stored = QImage::fromData(bytes);
+    QImage picture =
+        stored.scaled(stored.size() * (ratio_ / kPictureScale), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    picture.setDevicePixelRatio(ratio_);
+    return picture;
+  }
+
+  // The window has come to a screen of another scale.
+  void MakePicturesAnew() {
+    ratio_ = devicePixelRatioF();
+    const int place = verticalScrollBar()->value();
+    reload();
+    verticalScrollBar()->setValue(place);
+  }
+
   QString Complaint() const {
     return "<p>The help file cannot be read:</p><p>" + file_.toHtmlEscaped() +
            "</p><p>It comes with Quenvar. Put it back there, and ask for help again.</p>";
   }
 
   QString file_;
+  double ratio_ = 1;
   std::unique_ptr<QHelpEngineCore> engine_;
 };
 

@@ -2,6 +2,7 @@
 
 #include <QAccessible>
 #include <QClipboard>
+#include <QFile>
 #include <QScrollBar>
 #include <QTextBrowser>
 #include <QTimer>
@@ -63,6 +64,21 @@ TEST_F(MainWindow, LooksTheSameAtEveryShowAndUnderEveryTheme) {
   };
   for (const auto role : {QPalette::Window, QPalette::Base, QPalette::Highlight})
     EXPECT_GE(light(role) / light(QPalette::Text), 4.5) << "disabled text is too pale";
+}
+
+TEST_F(MainWindow, EveryControlStandsAtItsPlaceOnEverySystem) {
+  for (const int page : {kServerPage, kLogPage, kAboutPage, kSystemPage}) Turn(page);
+  QString found;
+  for (const QWidget* const control : form.findChildren<QWidget*>()) {
+    if (control->window() != &form || control->size() == QSize(100, 30)) continue;  // Not laid out: never shown.
+    const QString name = control->objectName().isEmpty() ? control->metaObject()->className() : control->objectName();
+    const QRect place(control->mapTo(&form, QPoint()), control->size());
+    found +=
+        QString::asprintf("%s %d,%d %dx%d\n", qPrintable(name), place.x(), place.y(), place.width(), place.height());
+  }
+  QFile wanted(QUENVAR_RECTANGLES);
+  ASSERT_TRUE(wanted.open(QFile::ReadOnly));
+  EXPECT_EQ(found.toStdString(), wanted.readAll().toStdString());
 }
 
 TEST_F(MainWindow, TheFirstButtonClearsWhatThePageShowsAndTheSecondAsksFirst) {
