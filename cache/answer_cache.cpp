@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "base/text.h"
-#include "engine/event_log.h"
+#include "engine/log/event_log.h"
 #include "engine/startup.h"
 #include "platform/files.h"
 #include "platform/message_box.h"

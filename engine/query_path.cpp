@@ -4,7 +4,7 @@
 
 #include "base/numbers.h"
 #include "engine/answer_rules.h"
-#include "engine/event_log.h"
+#include "engine/log/event_log.h"
 #include "engine/pending_table.h"
 #include "platform/clock.h"
 #include "platform/event_loop.h"

@@ -4,10 +4,10 @@
 
 #include "cache/answer_cache.h"
 #include "engine/answer_rules.h"
-#include "engine/event_log.h"
+#include "engine/host/own_addresses.h"
 #include "engine/housekeeping.h"
+#include "engine/log/event_log.h"
 #include "engine/main_window_view.h"
-#include "engine/own_addresses.h"
 #include "engine/pending_table.h"
 #include "engine/query_path.h"
 #include "engine/shutdown.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "base/ipv4_text.h"
-#include "engine/own_addresses.h"
+#include "engine/host/own_addresses.h"
 
 namespace quenvar {
 

@@ -1,6 +1,6 @@
 #include "settings/options.h"
 
-#include "engine/event_log.h"
+#include "engine/log/event_log.h"
 
 namespace quenvar {
 

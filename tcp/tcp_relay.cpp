@@ -2,7 +2,7 @@
 // side (PaceClient, PaceServer), so that neither a slow reader nor a server that never accepts can fill the memory.
 #include "tcp/tcp_relay.h"
 
-#include "engine/event_log.h"
+#include "engine/log/event_log.h"
 #include "engine/query_path.h"
 #include "platform/event_loop.h"
 #include "platform/platform.h"

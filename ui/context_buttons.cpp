@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "cache/answer_cache.h"
-#include "engine/event_log.h"
+#include "engine/log/event_log.h"
 #include "engine/shutdown.h"
 #include "engine/window_state.h"
 #include "settings/server_list.h"

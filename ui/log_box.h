@@ -2,7 +2,7 @@
 
 #include <QPlainTextEdit>
 
-#include "engine/event_log.h"
+#include "engine/log/event_log.h"
 #include "ui/refresh_timer.h"
 
 namespace quenvar {

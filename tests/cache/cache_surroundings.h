@@ -1,7 +1,7 @@
 // What the cache needs around it besides a record store: a directory on disk.
 #pragma once
 
-#include "engine/event_log.h"
+#include "engine/log/event_log.h"
 #include "engine/startup.h"
 #include "platform/posix/disk_files.h"
 #include "tests/fakes/fake_platform.h"

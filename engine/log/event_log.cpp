@@ -1,4 +1,4 @@
-#include "engine/event_log.h"
+#include "engine/log/event_log.h"
 
 #include "engine/window_state.h"
 #include "platform/clock.h"

@@ -1,8 +1,8 @@
-#include "engine/own_addresses.h"
+#include "engine/host/own_addresses.h"
 
 #include "base/ipv4_text.h"
 #include "base/text.h"
-#include "engine/event_log.h"
+#include "engine/log/event_log.h"
 #include "platform/network.h"
 #include "platform/platform.h"
 
