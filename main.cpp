@@ -1,4 +1,5 @@
-// Makes the outside world and the windows, hands control to Startup (engine/startup.h), and runs the message loop.
+// Makes the outside world and the windows, hands control to Startup (engine/program/startup.h), and runs the message
+// loop.
 
 #include <sys/resource.h>
 
@@ -12,11 +13,11 @@
 #include <cstdlib>
 
 #include "base/numbers.h"
-#include "engine/asked_ports.h"
-#include "engine/housekeeping.h"
-#include "engine/shutdown.h"
-#include "engine/startup.h"
-#include "engine/window_state.h"
+#include "engine/program/housekeeping.h"
+#include "engine/program/shutdown.h"
+#include "engine/program/startup.h"
+#include "engine/program/window_state.h"
+#include "engine/relay/asked_ports.h"
 #include "platform/platform.h"
 #include "platform/posix/disk_files.h"
 #include "platform/posix/host_network.h"

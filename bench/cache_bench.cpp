@@ -12,7 +12,7 @@
 #include <string>
 
 #include "cache/answer_cache.h"
-#include "engine/startup.h"
+#include "engine/program/startup.h"
 #include "platform/platform.h"
 #include "platform/sqlite/sqlite_record_store.h"
 #include "tests/cache/cache_surroundings.h"

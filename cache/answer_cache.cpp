@@ -4,7 +4,7 @@
 
 #include "base/text.h"
 #include "engine/log/event_log.h"
-#include "engine/startup.h"
+#include "engine/program/startup.h"
 #include "platform/files.h"
 #include "platform/message_box.h"
 #include "platform/platform.h"

@@ -1,8 +1,8 @@
 #include <unordered_set>
 
+#include "base/query_name.h"
 #include "cache/answer_cache.h"
 #include "cache/record_piece.h"
-#include "engine/query_name.h"
 
 namespace quenvar {
 

@@ -22,7 +22,7 @@ extern std::int16_t Check2;
 extern std::int16_t Check3;
 /// The cache is neither read nor written, and no time is gained by it.
 extern Boolean16 NoCache;
-/// Requests and answers are told apart by the whole question (engine/match_question.h). Read at start.
+/// Requests and answers are told apart by the whole question (engine/relay/match_question.h). Read at start.
 extern Boolean16 MatchQuestion;
 
 /// Takes the loaded values over and moves the check boxes.

@@ -6,7 +6,7 @@
 
 #include "base/numbers.h"
 #include "base/text.h"
-#include "engine/startup.h"
+#include "engine/program/startup.h"
 #include "platform/files.h"
 #include "platform/platform.h"
 #include "platform/profile.h"

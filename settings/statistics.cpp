@@ -5,7 +5,7 @@
 #include <optional>
 
 #include "base/numbers.h"
-#include "engine/pending_table.h"
+#include "engine/relay/pending_table.h"
 #include "settings/server_list.h"
 #include "settings/statistics_view.h"
 

@@ -1,6 +1,6 @@
 #include "tcp/connection_rules.h"
 
-#include "engine/query_path.h"
+#include "engine/relay/query_path.h"
 #include "platform/platform.h"
 #include "platform/process.h"
 #include "platform/tcp.h"

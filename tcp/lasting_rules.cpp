@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "engine/pending_table.h"
-#include "engine/query_path.h"
+#include "engine/relay/pending_table.h"
+#include "engine/relay/query_path.h"
 #include "platform/clock.h"
 #include "platform/platform.h"
 #include "platform/tcp.h"

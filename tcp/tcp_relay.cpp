@@ -3,7 +3,7 @@
 #include "tcp/tcp_relay.h"
 
 #include "engine/log/event_log.h"
-#include "engine/query_path.h"
+#include "engine/relay/query_path.h"
 #include "platform/event_loop.h"
 #include "platform/platform.h"
 #include "platform/tcp.h"

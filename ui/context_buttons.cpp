@@ -5,8 +5,8 @@
 
 #include "cache/answer_cache.h"
 #include "engine/log/event_log.h"
-#include "engine/shutdown.h"
-#include "engine/window_state.h"
+#include "engine/program/shutdown.h"
+#include "engine/program/window_state.h"
 #include "settings/server_list.h"
 #include "settings/statistics.h"
 #include "ui/context_help.h"

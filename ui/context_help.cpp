@@ -4,7 +4,7 @@
 #include <QPointer>
 #include <QVariant>
 
-#include "engine/startup.h"
+#include "engine/program/startup.h"
 #include "ui/help_viewer.h"
 
 namespace quenvar {

@@ -4,7 +4,7 @@
 #include <QPointer>
 #include <utility>
 
-#include "engine/window_state.h"
+#include "engine/program/window_state.h"
 
 namespace quenvar {
 

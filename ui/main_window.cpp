@@ -10,8 +10,8 @@
 #include <QPushButton>
 #include <QWindow>
 
-#include "engine/shutdown.h"
-#include "engine/window_state.h"
+#include "engine/program/shutdown.h"
+#include "engine/program/window_state.h"
 #include "settings/statistics.h"
 #include "ui/about_frame.h"
 #include "ui/context_help.h"

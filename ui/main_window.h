@@ -6,7 +6,7 @@
 #include <memory>
 #include <optional>
 
-#include "engine/main_window_view.h"
+#include "engine/program/main_window_view.h"
 #include "settings/options.h"
 #include "ui/context_buttons.h"
 #include "ui/log_box.h"

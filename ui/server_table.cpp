@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "base/text.h"
-#include "engine/window_state.h"
+#include "engine/program/window_state.h"
 #include "platform/qt/screen_text.h"
 #include "settings/address.h"
 #include "settings/statistics.h"

@@ -5,8 +5,8 @@
 #include <QScreen>
 #include <algorithm>
 
-#include "engine/shutdown.h"
-#include "engine/window_state.h"
+#include "engine/program/shutdown.h"
+#include "engine/program/window_state.h"
 #include "platform/qt/screen_text.h"
 #include "ui/context_help.h"
 

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "engine/main_window_view.h"
+#include "engine/program/main_window_view.h"
 #include "platform/qt/tray_service.h"
 
 namespace quenvar {

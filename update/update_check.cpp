@@ -7,7 +7,7 @@
 
 #include "base/numbers.h"
 #include "base/text.h"
-#include "engine/startup.h"
+#include "engine/program/startup.h"
 #include "platform/desktop.h"
 #include "platform/files.h"
 #include "platform/http.h"

@@ -1,6 +1,6 @@
 #include "engine/log/event_log.h"
 
-#include "engine/window_state.h"
+#include "engine/program/window_state.h"
 #include "platform/clock.h"
 #include "platform/platform.h"
 #include "platform/process.h"

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "engine/log/event_log.h"
-#include "engine/startup.h"
+#include "engine/program/startup.h"
 #include "platform/posix/disk_files.h"
 #include "tests/fakes/fake_platform.h"
 

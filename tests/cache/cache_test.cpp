@@ -11,7 +11,7 @@
 
 #include "base/text.h"
 #include "cache/answer_cache.h"
-#include "engine/stored_entry.h"
+#include "engine/relay/stored_entry.h"
 #include "platform/sqlite/sqlite_record_store.h"
 #include "tests/cache/cache_surroundings.h"
 #include "tests/fakes/dns_message.h"

@@ -1,9 +1,9 @@
-#include "engine/entry_sweep.h"
+#include "engine/relay/entry_sweep.h"
 
 #include <random>
 
 #include "cache/answer_cache.h"
-#include "engine/stored_entry.h"
+#include "engine/relay/stored_entry.h"
 #include "tests/fakes/dns_message.h"
 #include "tests/fakes/fake_record_store.h"
 #include "tests/fakes/service.h"

@@ -7,11 +7,11 @@
 #include <optional>
 #include <set>
 
+#include "base/query_name.h"
 #include "base/text.h"
 #include "cache/answer_cache.h"
-#include "engine/asked_ports.h"
-#include "engine/message_reader.h"
-#include "engine/query_name.h"
+#include "engine/relay/asked_ports.h"
+#include "engine/relay/message_reader.h"
 #include "settings/address.h"
 #include "settings/statistics_view.h"
 #include "tests/fakes/dns_message.h"

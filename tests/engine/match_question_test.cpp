@@ -1,8 +1,8 @@
-#include "engine/match_question.h"
+#include "engine/relay/match_question.h"
 
+#include "base/query_name.h"
 #include "cache/answer_cache.h"
-#include "engine/asked_ports.h"
-#include "engine/query_name.h"
+#include "engine/relay/asked_ports.h"
 #include "tests/fakes/dns_message.h"
 #include "tests/fakes/fake_record_store.h"
 #include "tests/fakes/service.h"

@@ -1,4 +1,4 @@
-#include "engine/query_path.h"
+#include "engine/relay/query_path.h"
 
 #include "cache/answer_cache.h"
 #include "tests/fakes/dns_message.h"

@@ -1,4 +1,4 @@
-#include "engine/startup.h"
+#include "engine/program/startup.h"
 
 #include <algorithm>
 #include <cerrno>

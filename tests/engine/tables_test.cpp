@@ -1,7 +1,7 @@
 // The log, the requests that wait, and the names that are read from messages.
 #include <malloc.h>
 
-#include "engine/query_name.h"
+#include "base/query_name.h"
 #include "tests/fakes/service.h"
 
 namespace quenvar {

@@ -2,8 +2,8 @@
 // proxy setting of the user, or the settings file.
 #include <vector>
 
-#include "engine/message_reader.h"
-#include "engine/query_name.h"
+#include "base/query_name.h"
+#include "engine/relay/message_reader.h"
 #include "platform/posix/profile_text.h"
 #include "settings/server_import.h"
 #include "tests/fakes/fake_service.h"

@@ -9,7 +9,7 @@
 #include <QToolBar>
 #include <filesystem>
 
-#include "engine/startup.h"
+#include "engine/program/startup.h"
 #include "tests/fakes/application.h"
 #include "ui/context_help.h"
 #include "ui/help_viewer.h"

@@ -1,4 +1,4 @@
-#include "engine/main_window_view.h"
+#include "engine/program/main_window_view.h"
 
 namespace quenvar {
 

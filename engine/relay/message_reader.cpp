@@ -1,4 +1,4 @@
-#include "engine/message_reader.h"
+#include "engine/relay/message_reader.h"
 
 #include <algorithm>
 

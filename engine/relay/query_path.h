@@ -16,8 +16,8 @@ extern bool UpstreamAnswered;
 /// The source of an answer that comes from the cache.
 inline constexpr const char* kFromCache = "*";
 
-// Which answers count, whom they go to, and with what bytes, is left to answerRules (engine/answer_rules.h). By the
-// plain rules every datagram is an answer to all who wait for its name, unchanged.
+// Which answers count, whom they go to, and with what bytes, is left to answerRules (engine/relay/answer_rules.h). By
+// the plain rules every datagram is an answer to all who wait for its name, unchanged.
 
 /// A query has arrived at UDPPort2. It is counted, logged, entered as pending, answered from the cache where an answer
 /// is stored, and in every case forwarded; by the plain rules byte for byte.

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "engine/query_name.h"
+#include "base/query_name.h"
 
 namespace quenvar {
 

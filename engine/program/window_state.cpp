@@ -1,8 +1,8 @@
-#include "engine/window_state.h"
+#include "engine/program/window_state.h"
 
 #include <utility>
 
-#include "engine/main_window_view.h"
+#include "engine/program/main_window_view.h"
 #include "platform/desktop.h"
 #include "platform/platform.h"
 

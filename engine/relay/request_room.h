@@ -2,7 +2,7 @@
 // and a short outage of the name servers fills the table without any loop.
 #pragma once
 
-#include "engine/pending_table.h"
+#include "engine/relay/pending_table.h"
 
 namespace quenvar {
 

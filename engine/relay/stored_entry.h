@@ -1,6 +1,6 @@
 // The form of the entries that MatchQuestionRules keep in the cache: the answer, then the second at which it was
-// stored, eight bytes, high byte first. Their keys are the name, a byte 0 and more (engine/match_question.h), which
-// tells them from the entries of the plain rules.
+// stored, eight bytes, high byte first. Their keys are the name, a byte 0 and more (engine/relay/match_question.h),
+// which tells them from the entries of the plain rules.
 #pragma once
 
 #include <cstdint>

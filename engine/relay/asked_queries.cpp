@@ -1,4 +1,4 @@
-#include "engine/asked_queries.h"
+#include "engine/relay/asked_queries.h"
 
 #include <algorithm>
 #include <array>
@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "base/text.h"
-#include "engine/message_reader.h"
+#include "engine/relay/message_reader.h"
 #include "platform/platform.h"
 #include "platform/process.h"
 #include "settings/server_list.h"

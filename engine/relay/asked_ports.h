@@ -25,8 +25,8 @@ void SendFromPort(AskedPort port, const std::string& serverAddress, std::string_
 /// Whether the number of a port is that of one of these.
 bool IsAskedPortNumber(std::int32_t number);
 
-/// The port at which the datagram that is handed to OnServerDatagram (engine/query_path.h) has arrived, once: 0 for
-/// UDPPort1, and when asked again.
+/// The port at which the datagram that is handed to OnServerDatagram (engine/relay/query_path.h) has arrived, once: 0
+/// for UDPPort1, and when asked again.
 AskedPort TakeArrivalPort();
 /// The same without taking it.
 AskedPort ArrivalPort();

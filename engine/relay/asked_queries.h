@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <string_view>
 
-#include "engine/asked_ports.h"
-#include "engine/pending_table.h"
+#include "engine/relay/asked_ports.h"
+#include "engine/relay/pending_table.h"
 
 namespace quenvar {
 

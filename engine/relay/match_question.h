@@ -5,8 +5,8 @@
 #include <array>
 #include <optional>
 
-#include "engine/answer_rules.h"
-#include "engine/entry_sweep.h"
+#include "engine/relay/answer_rules.h"
+#include "engine/relay/entry_sweep.h"
 #include "settings/server_list.h"
 
 namespace quenvar {
@@ -14,10 +14,10 @@ namespace quenvar {
 /// A key is the joined name, a byte 0, one to three letters for what the asker speaks (N nothing, E EDNS, D EDNS with
 /// signatures; C no checking by the server; R no recursion), type and class in decimal digits, and, where the joined
 /// name does not show where its labels end, their lengths. A query whose question or EDNS record cannot be read
-/// (engine/message_reader.h) goes by the joined name and the byte 0, which no other key ends with; it is relayed, and
-/// the answer to it goes to its own client only and is never stored.
+/// (engine/relay/message_reader.h) goes by the joined name and the byte 0, which no other key ends with; it is relayed,
+/// and the answer to it goes to its own client only and is never stored.
 ///
-/// What is stored has the form of engine/stored_entry.h.
+/// What is stored has the form of engine/relay/stored_entry.h.
 class MatchQuestionRules final : public AnswerRules {
  public:
   std::string KeyOf(std::string_view query) override;
@@ -28,7 +28,7 @@ class MatchQuestionRules final : public AnswerRules {
   void Enter(PendingRequest& request) override;
   /// With an identifier of our own in place of the client's.
   std::string_view Outgoing(const PendingRequest& request, std::string_view query, std::string& copy) override;
-  /// From a port that is changed every second (engine/asked_ports.h).
+  /// From a port that is changed every second (engine/relay/asked_ports.h).
   void SendToServer(std::size_t row, std::string_view outgoing) override;
   /// It would drop requests that nobody counts.
   bool SweepsGivenUpSlots() const override { return false; }

@@ -1,8 +1,8 @@
-#include "engine/shutdown.h"
+#include "engine/program/shutdown.h"
 
-#include "engine/main_window_view.h"
-#include "engine/startup.h"
-#include "engine/window_state.h"
+#include "engine/program/main_window_view.h"
+#include "engine/program/startup.h"
+#include "engine/program/window_state.h"
 #include "platform/event_loop.h"
 #include "platform/message_box.h"
 #include "platform/platform.h"

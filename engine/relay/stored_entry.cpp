@@ -1,10 +1,10 @@
-#include "engine/stored_entry.h"
+#include "engine/relay/stored_entry.h"
 
+#include "base/query_name.h"
 #include "base/text.h"
 #include "cache/answer_cache.h"
 #include "cache/record_piece.h"
-#include "engine/message_reader.h"
-#include "engine/query_name.h"
+#include "engine/relay/message_reader.h"
 #include "platform/clock.h"
 
 namespace quenvar {

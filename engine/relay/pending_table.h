@@ -14,7 +14,7 @@ inline constexpr std::int32_t kStillWaiting = -1;
 
 /// Looks for one request pass over many: what they look at stands in the first cache line.
 struct alignas(64) PendingRequest {
-  std::string Name;  ///< the key of its query (engine/answer_rules.h): plainly, the question name
+  std::string Name;  ///< the key of its query (engine/relay/answer_rules.h): plainly, the question name
   std::int32_t ClientPort = 0;
   std::int32_t SentAt = 0;                  ///< millisecond tick at which the query arrived
   std::int32_t AnsweredAt = kStillWaiting;  ///< kStillWaiting, or the millisecond tick of the answer from the cache
@@ -22,10 +22,10 @@ struct alignas(64) PendingRequest {
   std::uint16_t Identifier = 0;             ///< the one in the query, for rules that give it back
   std::uint16_t OwnIdentifier = 0;          ///< that the query is forwarded with, by rules that choose it
   std::uint16_t OpenRows = 0;               ///< rows, as bits, of the servers that were asked and have not answered
-  std::uint32_t AskedFrom = 0;              ///< the port that the query leaves from (engine/asked_ports.h)
+  std::uint32_t AskedFrom = 0;              ///< the port that the query leaves from (engine/relay/asked_ports.h)
   std::array<char, 40> ClientAddress = {};  ///< dotted decimal IPv4 text, padded with blanks
 
-  // Noted by rules that look at more than the name (engine/match_question.h).
+  // Noted by rules that look at more than the name (engine/relay/match_question.h).
   std::string Question;  ///< name, type and class as the query has them; empty where the answer suits nobody else
   std::string Cookie;    ///< the client's part of the cookie in the query; empty without one
   bool SpeaksEdns = false;

@@ -1,12 +1,12 @@
-#include "engine/asked_ports.h"
+#include "engine/relay/asked_ports.h"
 
 #include <algorithm>
 #include <deque>
 #include <utility>
 
-#include "engine/answer_rules.h"
-#include "engine/pending_table.h"
-#include "engine/query_path.h"
+#include "engine/relay/answer_rules.h"
+#include "engine/relay/pending_table.h"
+#include "engine/relay/query_path.h"
 #include "platform/platform.h"
 #include "platform/timer.h"
 #include "platform/udp_port.h"

@@ -1,12 +1,12 @@
-#include "engine/entry_sweep.h"
+#include "engine/relay/entry_sweep.h"
 
 #include <algorithm>
 #include <cstdlib>
 
 #include "cache/answer_cache.h"
 #include "cache/record_piece.h"
-#include "engine/pending_table.h"
-#include "engine/stored_entry.h"
+#include "engine/relay/pending_table.h"
+#include "engine/relay/stored_entry.h"
 #include "platform/clock.h"
 #include "platform/platform.h"
 

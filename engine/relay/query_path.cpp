@@ -1,11 +1,11 @@
-#include "engine/query_path.h"
+#include "engine/relay/query_path.h"
 
 #include <optional>
 
 #include "base/numbers.h"
-#include "engine/answer_rules.h"
 #include "engine/log/event_log.h"
-#include "engine/pending_table.h"
+#include "engine/relay/answer_rules.h"
+#include "engine/relay/pending_table.h"
 #include "platform/clock.h"
 #include "platform/event_loop.h"
 #include "platform/platform.h"

@@ -1,4 +1,4 @@
-#include "engine/query_name.h"
+#include "base/query_name.h"
 
 #include <array>
 

@@ -1,4 +1,4 @@
-#include "engine/pending_table.h"
+#include "engine/relay/pending_table.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,4 +1,4 @@
-#include "engine/request_room.h"
+#include "engine/relay/request_room.h"
 
 #include <algorithm>
 #include <optional>
@@ -8,7 +8,7 @@
 #include "base/ipv4_text.h"
 #include "base/numbers.h"
 #include "base/text.h"
-#include "engine/asked_queries.h"
+#include "engine/relay/asked_queries.h"
 #include "platform/clock.h"
 #include "platform/platform.h"
 #include "settings/address.h"
