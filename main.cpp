@@ -41,8 +41,8 @@
 #include "settings/statistics.h"
 #include "ui/correction_dialog.h"
 #include "ui/main_window.h"
-#include "ui/own_look.h"
-#include "ui/pictures.h"
+#include "ui/parts/own_look.h"
+#include "ui/parts/pictures.h"
 #include "ui/tray_icon.h"
 
 using namespace quenvar;

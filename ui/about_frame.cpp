@@ -2,11 +2,11 @@
 
 #include <QLabel>
 
-#include "ui/hints.h"
-#include "ui/layout.h"
-#include "ui/link_label.h"
-#include "ui/picture_box.h"
-#include "ui/pictures.h"
+#include "ui/parts/hints.h"
+#include "ui/parts/layout.h"
+#include "ui/parts/link_label.h"
+#include "ui/parts/picture_box.h"
+#include "ui/parts/pictures.h"
 
 namespace quenvar {
 

@@ -9,10 +9,10 @@
 #include "engine/program/window_state.h"
 #include "settings/server_list.h"
 #include "settings/statistics.h"
-#include "ui/context_help.h"
-#include "ui/hints.h"
-#include "ui/keyboard_order.h"
-#include "ui/layout.h"
+#include "ui/parts/context_help.h"
+#include "ui/parts/hints.h"
+#include "ui/parts/keyboard_order.h"
+#include "ui/parts/layout.h"
 
 namespace quenvar {
 

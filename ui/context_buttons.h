@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <functional>
 
-#include "ui/pictures.h"
+#include "ui/parts/pictures.h"
 
 namespace quenvar {
 

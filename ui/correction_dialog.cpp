@@ -12,11 +12,11 @@
 #include <cmath>
 
 #include "platform/qt/screen_text.h"
-#include "ui/context_help.h"
-#include "ui/fixed_size.h"
-#include "ui/layout.h"
-#include "ui/picture_box.h"
-#include "ui/pictures.h"
+#include "ui/parts/context_help.h"
+#include "ui/parts/fixed_size.h"
+#include "ui/parts/layout.h"
+#include "ui/parts/picture_box.h"
+#include "ui/parts/pictures.h"
 
 namespace quenvar {
 

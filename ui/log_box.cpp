@@ -1,7 +1,7 @@
 #include "ui/log_box.h"
 
 #include "platform/qt/screen_text.h"
-#include "ui/layout.h"
+#include "ui/parts/layout.h"
 
 namespace quenvar {
 

@@ -3,7 +3,7 @@
 #include <QPlainTextEdit>
 
 #include "engine/log/event_log.h"
-#include "ui/refresh_timer.h"
+#include "ui/parts/refresh_timer.h"
 
 namespace quenvar {
 

@@ -14,12 +14,12 @@
 #include "engine/program/window_state.h"
 #include "settings/statistics.h"
 #include "ui/about_frame.h"
-#include "ui/context_help.h"
-#include "ui/fixed_size.h"
-#include "ui/hints.h"
-#include "ui/keyboard_order.h"
-#include "ui/layout.h"
-#include "update/update_dialog.h"
+#include "ui/parts/context_help.h"
+#include "ui/parts/fixed_size.h"
+#include "ui/parts/hints.h"
+#include "ui/parts/keyboard_order.h"
+#include "ui/parts/layout.h"
+#include "update/dialog/update_dialog.h"
 
 namespace quenvar {
 

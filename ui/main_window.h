@@ -10,8 +10,8 @@
 #include "settings/options.h"
 #include "ui/context_buttons.h"
 #include "ui/log_box.h"
-#include "ui/own_look.h"
-#include "ui/page_control.h"
+#include "ui/parts/own_look.h"
+#include "ui/parts/page_control.h"
 #include "ui/server_table.h"
 #include "ui/statistics_frame.h"
 

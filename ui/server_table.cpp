@@ -13,10 +13,10 @@
 #include "platform/qt/screen_text.h"
 #include "settings/address.h"
 #include "settings/statistics.h"
-#include "ui/hints.h"
-#include "ui/keyboard_order.h"
-#include "ui/layout.h"
-#include "ui/pictures.h"
+#include "ui/parts/hints.h"
+#include "ui/parts/keyboard_order.h"
+#include "ui/parts/layout.h"
+#include "ui/parts/pictures.h"
 
 namespace quenvar {
 

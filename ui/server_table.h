@@ -10,8 +10,8 @@
 
 #include "settings/server_list.h"
 #include "settings/server_table_view.h"
-#include "ui/picture_box.h"
-#include "ui/refresh_timer.h"
+#include "ui/parts/picture_box.h"
+#include "ui/parts/refresh_timer.h"
 
 namespace quenvar {
 

@@ -2,8 +2,8 @@
 
 #include <QLabel>
 
-#include "ui/hints.h"
-#include "ui/layout.h"
+#include "ui/parts/hints.h"
+#include "ui/parts/layout.h"
 
 namespace quenvar {
 

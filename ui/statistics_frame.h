@@ -4,8 +4,8 @@
 #include <QLineEdit>
 
 #include "settings/statistics_view.h"
-#include "ui/refresh_timer.h"
-#include "ui/share_bar.h"
+#include "ui/parts/refresh_timer.h"
+#include "ui/parts/share_bar.h"
 
 namespace quenvar {
 

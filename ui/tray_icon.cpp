@@ -8,7 +8,7 @@
 #include "engine/program/shutdown.h"
 #include "engine/program/window_state.h"
 #include "platform/qt/screen_text.h"
-#include "ui/context_help.h"
+#include "ui/parts/context_help.h"
 
 namespace quenvar {
 

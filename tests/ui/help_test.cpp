@@ -11,8 +11,8 @@
 
 #include "engine/program/startup.h"
 #include "tests/fakes/application.h"
-#include "ui/context_help.h"
-#include "ui/help_viewer.h"
+#include "ui/parts/context_help.h"
+#include "ui/parts/help_viewer.h"
 
 namespace quenvar {
 namespace {

@@ -13,7 +13,7 @@
 #include "platform/qt/qt_desktop.h"
 #include "platform/qt/screen_text.h"
 #include "tests/ui/window_fixture.h"
-#include "update/update_dialog.h"
+#include "update/dialog/update_dialog.h"
 
 namespace quenvar {
 namespace {

@@ -10,9 +10,9 @@
 #include "tests/fakes/fake_record_store.h"
 #include "tests/fakes/service.h"
 #include "ui/correction_dialog.h"
-#include "ui/hints.h"
-#include "ui/layout.h"
 #include "ui/main_window.h"
+#include "ui/parts/hints.h"
+#include "ui/parts/layout.h"
 
 namespace quenvar {
 

@@ -17,9 +17,9 @@
 #include "tests/fakes/application.h"
 #include "tests/fakes/service.h"
 #include "tests/update/http_server.h"
-#include "ui/layout.h"
+#include "ui/parts/layout.h"
+#include "update/dialog/update_dialog.h"
 #include "update/proxy_text.h"
-#include "update/update_dialog.h"
 
 namespace quenvar {
 namespace {

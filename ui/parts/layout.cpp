@@ -1,4 +1,4 @@
-#include "ui/layout.h"
+#include "ui/parts/layout.h"
 
 #include <cmath>
 

@@ -1,4 +1,4 @@
-#include "ui/refresh_timer.h"
+#include "ui/parts/refresh_timer.h"
 
 #include <QCoreApplication>
 #include <QEvent>

@@ -1,11 +1,11 @@
-#include "ui/context_help.h"
+#include "ui/parts/context_help.h"
 
 #include <QApplication>
 #include <QPointer>
 #include <QVariant>
 
 #include "engine/program/startup.h"
-#include "ui/help_viewer.h"
+#include "ui/parts/help_viewer.h"
 
 namespace quenvar {
 

@@ -1,4 +1,4 @@
-#include "ui/picture_box.h"
+#include "ui/parts/picture_box.h"
 
 #include <QStyle>
 #include <QStyleOptionFocusRect>

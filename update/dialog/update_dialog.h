@@ -7,8 +7,8 @@
 #include <QPushButton>
 
 #include "ui/context_buttons.h"
-#include "ui/link_label.h"
-#include "ui/share_bar.h"
+#include "ui/parts/link_label.h"
+#include "ui/parts/share_bar.h"
 #include "update/update_check.h"
 
 namespace quenvar {

@@ -1,4 +1,4 @@
-#include "ui/hints.h"
+#include "ui/parts/hints.h"
 
 #include <QMouseEvent>
 #include <QPointer>

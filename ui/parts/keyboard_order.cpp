@@ -1,4 +1,4 @@
-#include "ui/keyboard_order.h"
+#include "ui/parts/keyboard_order.h"
 
 #include <QVariant>
 

@@ -1,4 +1,4 @@
-#include "ui/pictures.h"
+#include "ui/parts/pictures.h"
 
 #include <QApplication>
 #include <QIconEngine>

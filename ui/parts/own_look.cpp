@@ -1,4 +1,4 @@
-#include "ui/own_look.h"
+#include "ui/parts/own_look.h"
 
 #include <QApplication>
 #include <QEvent>
@@ -6,7 +6,7 @@
 #include <QStyle>
 #include <QToolTip>
 
-#include "ui/layout.h"
+#include "ui/parts/layout.h"
 
 namespace quenvar {
 

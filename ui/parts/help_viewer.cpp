@@ -1,4 +1,4 @@
-#include "ui/help_viewer.h"
+#include "ui/parts/help_viewer.h"
 
 #include <QFileInfo>
 #include <QHelpEngineCore>
@@ -9,7 +9,7 @@
 #include <QToolBar>
 #include <memory>
 
-#include "ui/link_label.h"
+#include "ui/parts/link_label.h"
 
 namespace quenvar {
 

@@ -1,4 +1,4 @@
-#include "ui/page_control.h"
+#include "ui/parts/page_control.h"
 
 #include <QPainter>
 #include <QStyleOptionTabWidgetFrame>

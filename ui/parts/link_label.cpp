@@ -1,4 +1,4 @@
-#include "ui/link_label.h"
+#include "ui/parts/link_label.h"
 
 #include <QAccessibleWidget>
 #include <QDesktopServices>
@@ -7,7 +7,7 @@
 #include <QStyleOptionFocusRect>
 #include <QUrl>
 
-#include "ui/layout.h"
+#include "ui/parts/layout.h"
 
 namespace quenvar {
 

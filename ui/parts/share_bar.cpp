@@ -1,4 +1,4 @@
-#include "ui/share_bar.h"
+#include "ui/parts/share_bar.h"
 
 #include <QAccessibleWidget>
 #include <QPainter>

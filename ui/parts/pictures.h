@@ -1,11 +1,11 @@
-// The pictures of the windows, which are drawn anew at every size and so are sharp at each: ui/pictures/NAME.svg.
+// The pictures of the windows, which are drawn anew at every size and so are sharp at each: ui/parts/pictures/NAME.svg.
 #pragma once
 
 #include <QIcon>
 #include <algorithm>
 #include <string_view>
 
-#include "ui/picture_names.h"
+#include "ui/parts/picture_names.h"
 
 namespace quenvar {
 
