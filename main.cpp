@@ -10,6 +10,7 @@
 #include <QStandardPaths>
 #include <QTimer>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 
 #include "base/numbers.h"
@@ -22,6 +23,7 @@
 #include "platform/posix/disk_files.h"
 #include "platform/posix/host_network.h"
 #include "platform/posix/profile_file.h"
+#include "platform/posix/settings_template.h"
 #include "platform/posix/system_clock.h"
 #include "platform/qt/end_requests.h"
 #include "platform/qt/http_client.h"
@@ -65,6 +67,15 @@ void DropRelativeDirectories() {
 
 std::string UserPath(QStandardPaths::StandardLocation location, const char* name) {
   return QStandardPaths::writableLocation(location).toStdString() + "/" + name;
+}
+
+std::string SettingsPath() { return UserPath(QStandardPaths::GenericConfigLocation, "QUENVAR.INI"); }
+
+// Before anything reads the settings.
+void BeginSettings() {
+  const QByteArray directories = qgetenv("XDG_CONFIG_DIRS");
+  CopyFirstTemplate(directories.isEmpty() ? "/etc/xdg" : directories.toStdString(), SettingsPath(),
+                    [](const std::string& line) { std::fprintf(stderr, "quenvar: %s\n", line.c_str()); });
 }
 
 // The character that the user's region writes between whole and fraction.
@@ -115,7 +126,7 @@ struct Outside {
   HostNetwork network;
   QtHttpClient http;
   QtDesktop desktop;
-  ProfileFile profile{UserPath(QStandardPaths::GenericConfigLocation, "QUENVAR.INI")};
+  ProfileFile profile{SettingsPath()};
   QtWaitNotice waitNotice;
   QTimer flushTimer;
   SqliteRecordStore records{&waitNotice, [this] { flushTimer.start(); }};
@@ -201,6 +212,7 @@ int main(int argc, char** argv) {
   QApplication::setQuitOnLastWindowClosed(false);
   QApplication::setWindowIcon(ProgramIcon());
   DecimalSeparator = RegionalSeparator();
+  BeginSettings();
   const int status = Run();
 #ifdef __SANITIZE_ADDRESS__
   return status;  // leaks are looked for at the very end

@@ -53,6 +53,7 @@ start_display() {
 # use_home PROGRAM: copies the program into an empty home. Its settings file is then $settings.
 use_home() {
   export HOME=/tmp/home XDG_CONFIG_HOME=/tmp/home/config XDG_DATA_HOME=/tmp/home/data XDG_RUNTIME_DIR=/tmp/home/run
+  export XDG_CONFIG_DIRS=/tmp/home/templates  # there are none
   export QT_QPA_PLATFORM=xcb DBUS_SESSION_BUS_ADDRESS=disabled:
   mkdir -p /tmp/program "$XDG_CONFIG_HOME" "$XDG_DATA_HOME"
   mkdir -m 700 "$XDG_RUNTIME_DIR"

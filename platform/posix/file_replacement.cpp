@@ -49,12 +49,6 @@ void TakeOwnerAndMode(int file, const std::string& path) {
   fchmod(file, state.st_mode & 07777);
 }
 
-bool WriteNewFile(const std::string& path, std::string_view content) {
-  if (!CreatePrivateFile(path)) return false;
-  Descriptor file(open(path.c_str(), O_WRONLY | O_CLOEXEC));
-  return file.Ok() && WriteAll(file.Get(), content) && file.Close();
-}
-
 }  // namespace
 
 std::optional<std::string> ReadWholeFile(const std::string& path) {
@@ -75,6 +69,12 @@ std::optional<std::string> ReadWholeFile(const std::string& path) {
 bool CreatePrivateFile(const std::string& path) {
   Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kNewFileMode));
   return file.Ok() && file.Close();
+}
+
+bool WriteNewFile(const std::string& path, std::string_view content) {
+  if (!CreatePrivateFile(path)) return false;
+  Descriptor file(open(path.c_str(), O_WRONLY | O_CLOEXEC));
+  return file.Ok() && WriteAll(file.Get(), content) && file.Close();
 }
 
 bool MoveIntoPlace(const std::string& newPath, const std::string& path) {

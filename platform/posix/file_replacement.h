@@ -12,6 +12,9 @@ std::optional<std::string> ReadWholeFile(const std::string& path);
 /// Makes an empty file that nobody but its owner may read or write. False when something has that path already.
 bool CreatePrivateFile(const std::string& path);
 
+/// Makes such a file with this content. False when that failed; a part of it may then be there.
+bool WriteNewFile(const std::string& path, std::string_view content);
+
 /// Puts a finished file in the place of another one, so that at every moment, a loss of power included, there is the
 /// whole old file or the whole new one. Permissions and, where possible, the owner stay those of the old file. False
 /// when that failed; both are then as they were.

@@ -25,6 +25,7 @@ void SetEnvironment(const Home& home, const StartOptions& options) {
   std::map<std::string, std::string> variables = options.environment;
   variables.merge(std::map<std::string, std::string>{
       {"HOME", home.root},
+      {"XDG_CONFIG_DIRS", home.root / "templates"},
       {"XDG_CONFIG_HOME", home.root / "config"},
       {"XDG_DATA_HOME", home.root / "data"},
       {"XDG_RUNTIME_DIR", home.root / "runtime"},

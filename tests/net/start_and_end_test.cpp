@@ -11,11 +11,13 @@ namespace fs = std::filesystem;
 using Settings = LabTest;
 
 // The number with a comma, as the user's region writes it.
-TEST_F(Settings, TheFilesOfOldAreTakenOverAndForeignLinesStay) {
+TEST_F(Settings, BeginWithTheTemplateTakeTheFilesOfOldOverAndKeepForeignLines) {
   const fs::path old = home_.ProgramFile("DnsIp.dat");
   WriteFile(old, "header\n10.53.0.1,\"Server, 1\", 1 ,120");
   const std::string foreign = "; by hand\n[options]\nColour=red ; text\nno key\n";
-  WriteFile(home_.SettingsFile(), foreign + "[Other]\nNOCACHE=keep\n[STATISTICS]\nWTIME=123456\nNOTANSWERED=1234.5");
+  fs::create_directories(home_.root / "templates");
+  WriteFile(home_.root / "templates" / "QUENVAR.INI",
+            foreign + "[Other]\nNOCACHE=keep\n[STATISTICS]\nWTIME=123456\nNOTANSWERED=1234.5");
   Program(home_, {.environment = {{"LC_ALL", "de_DE.UTF-8"}}}).Terminate();
   EXPECT_FALSE(fs::exists(old));
   const std::string saved = ReadFile(home_.SettingsFile());

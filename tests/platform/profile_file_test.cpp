@@ -7,6 +7,7 @@
 #include <fstream>
 
 #include "platform/posix/file_replacement.h"
+#include "platform/posix/settings_template.h"
 #include "tests/fakes/file_changes.h"
 
 namespace quenvar {
@@ -111,6 +112,43 @@ TEST_F(ProfileStrings, AKillOrAFailureAtAnyChangeLeavesTheOldFileOrTheNewOne) {
       ASSERT_TRUE(SaveNumber(profile, "3")) << "after what was left";
     }
   EXPECT_NE(calls.find("write sync rename folder "), calls.npos) << "a power cut would leave an empty file";
+}
+
+TEST_F(ProfileStrings, AFirstStartCopiesTheFirstUsableTemplateAndReplacesNothing) {
+  const auto put = [&](const std::string& name, const std::string& text) {
+    fs::create_directories(folder / name);
+    std::ofstream(folder / name / "QUENVAR.INI") << text;
+  };
+  put("first", "first");
+  put("second", "second");
+  put("large", std::string(65 * 1024, ';'));
+  fs::create_directories(folder / "folder" / "QUENVAR.INI");
+  // The directories, what is at the path before, what is there afterwards, and how many templates are no good.
+  const std::tuple<const char*, const char*, const char*, int> cases[] = {{"@none:@first:@second", "", "first", 0},
+                                                                          {"first:@second", "", "second", 0},
+                                                                          {"@large:@folder:@second", "", "second", 2},
+                                                                          {"@first", "old", "old", 0},
+                                                                          {"@first", "link", "", 0},
+                                                                          {"", "", "", 0}};
+  for (const auto& [directories, before, after, bad] : cases) {
+    SCOPED_TRACE(directories);
+    fs::remove_all(path.parent_path());
+    if (*before != '\0') fs::create_directories(path.parent_path());
+    if (before == std::string("link")) fs::create_symlink(folder / "nowhere", path);
+    if (before == std::string("old")) Put("old");
+    int reports = 0;
+    std::string all = directories;
+    for (std::size_t at; (at = all.find('@')) != std::string::npos;) all.replace(at, 1, folder.string() + "/");
+    CopyFirstTemplate(all, path, [&](const std::string&) { ++reports; });
+    EXPECT_EQ(ReadWholeFile(path).value_or(""), after);
+    EXPECT_EQ(reports, bad);
+    EXPECT_FALSE(fs::exists(folder / "nowhere"));
+    const bool copied = *before == '\0' && *after != '\0';
+    EXPECT_EQ(copied && fs::status(path).permissions() == fs::perms(0600), copied);
+    const auto files =
+        fs::exists(path.parent_path()) ? std::distance(fs::directory_iterator(path.parent_path()), {}) : 1;
+    EXPECT_EQ(files, 1) << "nothing else is left there";
+  }
 }
 
 }  // namespace
