@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
+#include <sstream>
 
 #include "packaging/resolver/command.h"
 #include "platform/posix/file_replacement.h"
@@ -114,17 +115,10 @@ void RestoreResolvConf() {
   target.empty() ? WriteResolvConf(RecordedContent()) : LinkResolvConf(target);
 }
 
-void EndRecord() {
-  unlink(kRecord.c_str());
-  SyncDirectoryOf(kRecord);
-  unlink(kContent.c_str());
-  unlink(kWritten.c_str());
-  rmdir(kRecordFolder);
-}
-
 void WriteOwnFile(const std::string& path, const std::string& content) {
   const fs::path folder = fs::path(path).parent_path();
   if (!fs::exists(folder)) Note("FOLDER", folder);
+  if (Noted("OWN").find(path) == std::string::npos) Note("OWN", Noted("OWN") + " " + path);
   fs::create_directories(folder);
   WriteSafely(path, content);
   if (chmod(path.c_str(), 0644) != 0) throw Failure(path + " cannot be made readable.");
@@ -136,6 +130,29 @@ void RemoveOwnFile(const std::string& path) {
   SyncDirectoryOf(path);
   // A folder that came with the file goes with it, once it is empty.
   if (const fs::path folder = fs::path(path).parent_path(); Noted("FOLDER") == folder) fs::remove(folder, ignored);
+}
+
+namespace {
+
+// A kill may have left a file half made beside its place.
+void RemoveLeftovers() {
+  unlink(kMade.c_str());
+  std::istringstream own(Noted("OWN"));
+  for (std::string path; own >> path;) {
+    unlink((path + ".new").c_str());
+    RemoveOwnFile(path);
+  }
+}
+
+}  // namespace
+
+void EndRecord() {
+  RemoveLeftovers();
+  unlink(kRecord.c_str());
+  SyncDirectoryOf(kRecord);
+  unlink(kContent.c_str());
+  unlink(kWritten.c_str());
+  rmdir(kRecordFolder);
 }
 
 }  // namespace quenvar::resolver
