@@ -98,9 +98,9 @@ void ReportStartError(int error) {
   WriteFailureToLog("Initialisation error:" + std::to_string(error) + ", please check your TCP/IP setup.");
   if (error == EACCES) {
     const std::string text =
-        "Port 53 may be opened by root only. Renew the right of an installed Quenvar with \"sudo dpkg-reconfigure "
-        "quenvar\", start one that was built with \"sudo ./run\", or open low ports to all programs of this machine "
-        "with \"sudo sysctl net.ipv4.ip_unprivileged_port_start=53\".";
+        "Port 53 was refused. An installed Quenvar gets it through polkit: in a session at this machine, or with an "
+        "administrator's password. Start one that was built with \"sudo ./run\", or open low ports to all programs of "
+        "this machine with \"sudo sysctl net.ipv4.ip_unprivileged_port_start=53\".";
     platform.process->Report(text);
     // Standard error of a program that was started from the menu is seen by nobody.
     platform.desktop->Notify(text);

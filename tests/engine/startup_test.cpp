@@ -108,7 +108,7 @@ TEST_F(StartAndEnd, WhoSeesNoWindowIsToldOnceByTheDesktop) {
   upstream.bindError = EACCES;
   Startup();
   ASSERT_EQ(desktop.notices.size(), 2u);
-  EXPECT_TRUE(desktop.notices[1].starts_with("Port 53 may be opened by root only. "));
+  EXPECT_TRUE(desktop.notices[1].starts_with("Port 53 was refused. "));
 }
 
 }  // namespace

@@ -99,32 +99,43 @@ TEST_F(UdpSockets, ABurstNestsOnlyToASmallDepth) {
   EXPECT_EQ(deepest, 2);
 }
 
-TEST(SocketFromHelper, IsBoundAndNotInherited) {
-  for (const int type : {SOCK_DGRAM, SOCK_STREAM}) {
+// As pkexec starts it, for a user who is nobody else.
+const std::vector<std::string> kHelper = {"/usr/bin/env", "PKEXEC_UID=" + std::to_string(getuid()), PORT_HELPER};
+
+TEST(SocketsFromHelper, AreBoundAndNotInherited) {
+  for (const bool udp : {true, false}) {
     signal(SIGCHLD, SIG_IGN);  // as the one who starts the program may leave it
-    const int first = SocketFromHelper(PORT_HELPER, type);
-    ASSERT_NE(first, -1) << errno;
-    sockaddr_in local{};
-    socklen_t size = sizeof local;
-    getsockname(first, reinterpret_cast<sockaddr*>(&local), &size);
-    EXPECT_EQ(ntohs(local.sin_port), HELPERS_PORT);
-    EXPECT_TRUE(fcntl(first, F_GETFL) & O_NONBLOCK);
-    EXPECT_TRUE(fcntl(first, F_GETFD) & FD_CLOEXEC);
-    if (type == SOCK_STREAM) listen(first, 1);
-    EXPECT_EQ(SocketFromHelper(PORT_HELPER, type), -1);
+    const HelpersSockets first = SocketsFromHelper(kHelper);
+    ASSERT_NE(first.tcp, -1) << errno;
+    for (const int opened : {first.udp, first.tcp}) {
+      sockaddr_in local{};
+      socklen_t size = sizeof local;
+      getsockname(opened, reinterpret_cast<sockaddr*>(&local), &size);
+      EXPECT_EQ(ntohs(local.sin_port), HELPERS_PORT);
+      EXPECT_TRUE(fcntl(opened, F_GETFL) & O_NONBLOCK);
+      EXPECT_TRUE(fcntl(opened, F_GETFD) & FD_CLOEXEC);
+    }
+    close(udp ? first.tcp : first.udp);
+    if (!udp) listen(first.tcp, 1);
+    EXPECT_EQ(SocketsFromHelper(kHelper).udp, -1) << "one of both is taken";
     EXPECT_EQ(errno, EADDRINUSE);
-    close(first);
+    close(udp ? first.udp : first.tcp);
   }
 }
 
-TEST(SocketFromHelper, NeedsAHelperThatDoesItsWorkAndIsItsParent) {
+TEST(SocketsFromHelper, NeedAHelperThatDoesItsWorkAndIsItsParent) {
   const QTemporaryDir folder;
   const std::string between = folder.filePath("between").toStdString();
-  std::ofstream(between) << "#!/bin/sh\n" PORT_HELPER " \"$@\"\nexit $?\n";
+  std::ofstream(between) << "#!/bin/sh\n" << kHelper[1] << " " PORT_HELPER "\nexit $?\n";
   chmod(between.c_str(), 0755);
-  for (const auto& [helper, error] : {std::pair(between, EPERM), {"/nonexistent", EACCES}, {"/bin/true", EACCES}}) {
-    EXPECT_EQ(SocketFromHelper(helper.c_str(), SOCK_DGRAM), -1);
-    EXPECT_EQ(errno, error) << helper;
+  const std::pair<std::vector<std::string>, int> cases[] = {{{between}, EPERM},
+                                                            {{"/nonexistent"}, EACCES},
+                                                            {{"/bin/true"}, EACCES},
+                                                            {{"/bin/sh", "-c", "exit 126"}, EACCES},
+                                                            {{"/bin/sh", "-c", "exit 127"}, EACCES}};
+  for (const auto& [command, error] : cases) {
+    EXPECT_EQ(SocketsFromHelper(command).udp, -1);
+    EXPECT_EQ(errno, error) << command.back();
   }
 }
 
