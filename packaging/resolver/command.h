@@ -1,37 +1,26 @@
-// Commands of the system, run by absolute path and with a fixed environment.
+// Programs of the system, started by absolute path with a fixed environment.
 #pragma once
 
-#include <sys/types.h>
-
-#include <functional>
-#include <stdexcept>
+#include <chrono>
 #include <string>
 #include <vector>
 
-namespace quenvar::resolver {
+#include "packaging/resolver/account.h"
 
-/// What ends the work, in a sentence for the user.
-struct Failure : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
+namespace quenvar {
 
-struct Outcome {
-  int status = -1;     ///< the exit status; -1 for a command that is missing, was killed, or took longer than a minute
-  std::string output;  ///< standard output, at most 64 KiB
+struct CommandResult {
+  int status = -1;     ///< exit status; -1 when it could not be started, was killed, or took too long
+  std::string output;  ///< of its standard output, at most 64 KiB
 
   bool Ok() const { return status == 0; }
 };
 
-/// `command` begins with an absolute path. Standard error goes nowhere. `variables` are the environment, beside PATH
-/// and LC_ALL.
-Outcome Run(const std::vector<std::string>& command, const std::vector<std::string>& variables = {});
+/// Runs a program to its end, as the user where one is given. One that takes longer than `limit` is killed.
+CommandResult Run(const std::vector<std::string>& command, const Account* account = nullptr,
+                  std::chrono::milliseconds limit = std::chrono::seconds(60));
 
-/// Runs `work` in a process of its own that has given up all rights but those of `user`, with the groups, the home
-/// directory and the umask of his. Returns what `work` returns, which is less than 100; 100 when it throws, after its
-/// sentence went to standard error.
-int AsUser(uid_t user, const std::function<int()>& work);
+/// The first word of what the command prints, such as "active".
+std::string WordFrom(const std::vector<std::string>& command, const Account* account = nullptr);
 
-/// A line to standard output, at once.
-void Say(const std::string& line);
-
-}  // namespace quenvar::resolver
+}  // namespace quenvar

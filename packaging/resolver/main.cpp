@@ -1,102 +1,102 @@
-// quenvar-resolver: points this machine's name resolution at Quenvar, and back.
+// Points this machine's own look-ups at Quenvar, and back.
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdio>
+#include <csignal>
 #include <cstdlib>
-#include <cstring>
+#include <filesystem>
+#include <optional>
+#include <vector>
 
-#include "packaging/resolver/command.h"
-#include "packaging/resolver/orders.h"
+#include "packaging/resolver/on_and_off.h"
+#include "packaging/resolver/say.h"
+#include "platform/platform.h"
+#include "platform/posix/host_network.h"
+
+using namespace quenvar;
 
 namespace {
 
-using quenvar::resolver::Failure;
-using quenvar::resolver::Options;
+constexpr int kWrongWords = 2;
+constexpr int kLockSteps = 100;
 
-constexpr int kUsage = 2;
-constexpr const char* kPath = "/usr/bin/quenvar-resolver";
+bool IsRoot() { return getuid() == 0 && geteuid() == 0; }
 
-void ShowUsage() {
-  std::fputs(
-      "quenvar-resolver on|off|status [--dry-run] [--yes] [--match-question] [--name NAME]\n"
-      "  on      points this machine's name resolution at Quenvar\n"
-      "  off     puts everything back as it was\n"
-      "  status  says what is so; exit status 0 when on\n"
-      "  --dry-run         says the steps and does none\n"
-      "  --yes             asks nothing\n"
-      "  --match-question  switches MATCHQUESTION on in settings that lack it\n"
-      "  --name NAME       the name that is looked up for a try, else example.com\n",
-      stderr);
-}
-
-// False for words that mean nothing.
-bool Read(int count, char** words, Options& options) {
-  for (int index = 2; index < count; ++index) {
-    const std::string word = words[index];
-    if (word == "--dry-run")
-      options.dryRun = true;
-    else if (word == "--yes")
-      options.yes = true;
-    else if (word == "--match-question")
-      options.matchQuestion = true;
-    else if (word == "--name" && index + 1 < count && words[index + 1][0] != '-')
-      options.name = words[++index];
-    else
-      return false;
+// Files that are opened later must not take the numbers of the standard ones.
+void OpenStandardFiles() {
+  while (true) {
+    const int file = open("/dev/null", O_RDWR);
+    if (file < 0 || file > STDERR_FILENO) {
+      if (file >= 0) close(file);
+      return;
+    }
   }
-  return true;
 }
 
-// Who called, by the word of sudo or pkexec; 0 when neither tells.
-uid_t Caller() {
-  for (const char* const variable : {"PKEXEC_UID", "SUDO_UID"}) {
-    const char* const text = std::getenv(variable);
-    if (text == nullptr || *text == '\0' || std::strspn(text, "0123456789") != std::strlen(text)) continue;
-    const unsigned long long number = std::strtoull(text, nullptr, 10);
-    return number < static_cast<uid_t>(-1) ? static_cast<uid_t>(number) : 0;
+// Asks for the right by the means of the desktop where there is one, else in the terminal.
+int StartAsRoot(char** arguments) {
+  std::error_code error;
+  const std::string program = std::filesystem::read_symlink("/proc/self/exe", error);
+  const bool hasDesktop = std::getenv("DISPLAY") != nullptr || std::getenv("WAYLAND_DISPLAY") != nullptr;
+  std::vector<const char*> helpers{"/usr/bin/sudo", "/usr/bin/pkexec"};
+  if (hasDesktop) helpers = {"/usr/bin/pkexec", "/usr/bin/sudo"};
+  for (const char* const helper : helpers) {
+    std::vector<char*> words{const_cast<char*>(helper), const_cast<char*>(program.c_str())};
+    for (char** word = arguments + 1; *word != nullptr; ++word) words.push_back(*word);
+    words.push_back(nullptr);
+    execv(helper, words.data());
   }
-  return 0;
+  Complain("this has to be done as root, and neither pkexec nor sudo is there.");
+  return 1;
 }
 
-// Starts this program anew with the rights that it needs.
-int StartAsRoot(int count, char** words) {
-  std::vector<char*> command = {nullptr, const_cast<char*>(kPath)};
-  command.insert(command.end(), words + 1, words + count);
-  command.push_back(nullptr);
-  for (const char* const starter :
-       {isatty(STDIN_FILENO) ? "/usr/bin/sudo" : "/usr/bin/pkexec", "/usr/bin/pkexec", "/usr/bin/sudo"}) {
-    command[0] = const_cast<char*>(starter);
-    execv(starter, command.data());
+// Who has asked sudo or pkexec for the right. Only these can set the two variables of a process that is root's.
+std::optional<Account> CallersAccount() {
+  for (const char* const name : {"PKEXEC_UID", "SUDO_UID"})
+    if (const char* const uid = std::getenv(name)) return FindAccount(uid);
+  return std::nullopt;
+}
+
+// One at a time; the lock is held until the process ends. A child of one that was killed ends a little later.
+bool IsAlone() {
+  const int file = open("/run/quenvar-resolver.lock", O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
+  for (int step = 0; file >= 0 && step < kLockSteps; ++step) {
+    if (flock(file, LOCK_EX | LOCK_NB) == 0) return true;
+    usleep(100'000);
   }
-  std::fputs("quenvar-resolver: this needs root, and neither sudo nor pkexec is there.\n", stderr);
-  return EXIT_FAILURE;
+  return false;
 }
 
-int Obey(const std::string& order, const Options& options) {
-  if (order == "status") return quenvar::resolver::ShowStatus(options) ? EXIT_SUCCESS : EXIT_FAILURE;
-  order == "on" ? SwitchOn(options) : SwitchOff(options);
-  return EXIT_SUCCESS;
+int RunAsRoot(const Wishes& wishes) {
+  const std::optional<Account> account = CallersAccount();
+  SetFixedEnvironment();
+  umask(022);
+  if (!IsAlone()) {
+    Complain("another quenvar-resolver is at work.");
+    return 1;
+  }
+  NoteInterruptions();
+  if (wishes.verb == "off") return Off(wishes);
+  if (account) return On(wishes, *account);
+  Complain("start this as the user who is to run Quenvar; it asks for the right itself. Quenvar never runs as root.");
+  return 1;
 }
 
 }  // namespace
 
-int main(int count, char** words) {
-  Options options;
-  const std::string order = count > 1 ? words[1] : "";
-  if ((order != "on" && order != "off" && order != "status") || !Read(count, words, options)) {
-    ShowUsage();
-    return kUsage;
+int main(int argc, char** argv) {
+  OpenStandardFiles();
+  std::signal(SIGPIPE, SIG_IGN);
+  const auto wishes = ReadWords(std::vector<std::string>(argv + (argc > 0 ? 1 : 0), argv + argc));
+  if (!wishes) {
+    Complain(kUsage);
+    return kWrongWords;
   }
-  if (geteuid() != 0 && order != "status") return StartAsRoot(count, words);
-  options.user = Caller();
-  clearenv();
-  umask(022);
-  try {
-    return Obey(order, options);
-  } catch (const std::exception& failure) {
-    std::fprintf(stderr, "quenvar-resolver: %s\n", failure.what());
-    return EXIT_FAILURE;
-  }
+  HostNetwork network;
+  platform.network = &network;
+  if (wishes->verb == "status") return Status(*wishes);
+  return IsRoot() ? RunAsRoot(*wishes) : StartAsRoot(argv);
 }

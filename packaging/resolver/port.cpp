@@ -1,119 +1,146 @@
 #include "packaging/resolver/port.h"
 
 #include <arpa/inet.h>
+#include <dirent.h>
 #include <poll.h>
-#include <sys/random.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
-#include <set>
+#include <map>
 #include <sstream>
 
-namespace quenvar::resolver {
+#include "base/ipv4_text.h"
+#include "packaging/resolver/say.h"
+
+namespace quenvar {
 
 namespace fs = std::filesystem;
 
 namespace {
 
-constexpr int kAnswerMilliseconds = 2000;
+constexpr const char* kPort = ":0035";
+constexpr const char* kListening = "0A";
+constexpr const char* kAnyIpv6 = "00000000000000000000000000000000";
 
-// Adds the inode numbers of the sockets with the local port 53 in a table such as /proc/net/udp: those that listen, or
-// are not connected.
-void AddSockets(const char* table, std::set<std::string>& inodes) {
-  std::ifstream lines(table);
-  std::string line;
-  while (std::getline(lines, line)) {
-    std::istringstream fields(line);
-    std::string slot, local, remote, state, queues, timer, retransmit, user, timeout, inode;
-    fields >> slot >> local >> remote >> state >> queues >> timer >> retransmit >> user >> timeout >> inode;
-    const bool waits = state == "0A" || state == "07";  // TCP_LISTEN; an unconnected datagram socket
-    if (local.ends_with(":0035") && waits) inodes.insert("socket:[" + inode + "]");
-  }
-}
-
-bool HoldsOneOf(const fs::path& process, const std::set<std::string>& inodes) {
+std::string LinkTarget(const fs::path& path) {
   std::error_code error;
-  for (fs::directory_iterator file(process / "fd", error), end; !error && file != end; file.increment(error)) {
-    std::error_code ignored;
-    if (inodes.contains(fs::read_symlink(file->path(), ignored).string())) return true;
+  return fs::read_symlink(path, error).string();
+}
+
+// The address in the kernel's table, in the byte order of the machine; a socket of all IPv6 addresses has all of IPv4
+// too.
+std::string AddressOf(const std::string& digits) {
+  if (digits == kAnyIpv6) return "0.0.0.0";
+  return digits.size() == 8 ? Ipv4Text(ntohl(static_cast<std::uint32_t>(std::stoul(digits, nullptr, 16)))) : "";
+}
+
+// The address of each socket on port 53, by the number of the socket.
+std::map<std::string, std::string> SocketsOnPort() {
+  std::map<std::string, std::string> sockets;
+  for (const char* const table : {"udp", "udp6", "tcp", "tcp6"}) {
+    std::ifstream file(std::string("/proc/net/") + table);
+    for (std::string line; std::getline(file, line);) {
+      std::istringstream words(line);
+      std::string slot, local, remote, state, queues, timer, retransmits, uid, timeout, inode;
+      words >> slot >> local >> remote >> state >> queues >> timer >> retransmits >> uid >> timeout >> inode;
+      if (!local.ends_with(kPort) || (table[0] == 't' && state != kListening)) continue;
+      if (const std::string address = AddressOf(local.substr(0, local.find(':'))); !address.empty())
+        sockets.emplace("socket:[" + inode + "]", address);
+    }
   }
-  return false;
+  return sockets;
 }
 
-pid_t ParentOf(pid_t process) {
-  std::ifstream lines("/proc/" + std::to_string(process) + "/status");
-  std::string word;
-  pid_t parent = 0;
-  while (lines >> word)
-    if (word == "PPid:") lines >> parent;
-  return parent;
+pid_t ParentOf(const std::string& process) {
+  std::ifstream file("/proc/" + process + "/status");
+  for (std::string word; file >> word;)
+    if (pid_t parent = 0; word == "PPid:" && file >> parent) return parent;
+  return 0;
 }
 
-Holder Describe(pid_t process) {
-  const std::string folder = "/proc/" + std::to_string(process);
+std::string ProgramOf(const std::string& process) {
+  const std::string path = LinkTarget("/proc/" + process + "/exe");
+  return path.substr(0, path.find(" (deleted)"));  // of a program that was upgraded while it ran
+}
+
+void DescribeHolder(const std::string& process, PortHolder& holder) {
   struct stat state {};
-  stat(folder.c_str(), &state);
-  std::error_code ignored;
-  return {process, state.st_uid, NameOf(process), fs::read_symlink(folder + "/exe", ignored), ParentOf(process)};
+  if (stat(("/proc/" + process).c_str(), &state) == 0) holder.uid = state.st_uid;
+  holder.process = std::stoi(process);
+  holder.program = ProgramOf(process);
+  holder.parent = ProgramOf(std::to_string(ParentOf(process)));
 }
 
-// A query for the IPv4 address of `name` (RFC 1035, section 4.1); empty for what is no name.
-std::string Query(const std::string& name, std::uint16_t identifier) {
-  std::string query{static_cast<char>(identifier >> 8), static_cast<char>(identifier & 0xff)};
-  query += std::string("\1\0\0\1\0\0\0\0\0\0", 10);
+void FindHolders(const std::string& process, std::map<std::string, PortHolder>& holders) {
+  std::error_code error;
+  for (const auto& entry : fs::directory_iterator("/proc/" + process + "/fd", error))
+    if (const auto found = holders.find(LinkTarget(entry.path())); found != holders.end())
+      DescribeHolder(process, found->second);
+}
+
+// A query of one question of type A (RFC 1035, section 4).
+std::string Query(const std::string& name) {
+  std::string query("Qr\1\0\0\1\0\0\0\0\0\0", 12);
   std::istringstream labels(name);
-  std::string label;
-  while (std::getline(labels, label, '.')) {
-    if (label.empty() || label.size() > 63) return "";
-    query += static_cast<char>(label.size()) + label;
-  }
+  for (std::string label; std::getline(labels, label, '.');)
+    if (!label.empty()) query += static_cast<char>(label.size() & 63) + label;
   return query + std::string("\0\0\1\0\1", 5);
+}
+
+// The identifier is not looked at: by its plain rules Quenvar answers with that of another query.
+bool IsAnswer(const char* message, ssize_t size) {
+  const int code = size >= 12 ? message[3] & 15 : -1;
+  return size >= 12 && (message[2] & 0x80) != 0 && (code == 0 || code == 3);
+}
+
+bool AskOnce(std::uint32_t address, const std::string& query, int milliseconds) {
+  const int opened = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  const sockaddr_in server{AF_INET, htons(53), {htonl(address)}, {}};
+  char message[1500];
+  bool answered = false;
+  if (connect(opened, reinterpret_cast<const sockaddr*>(&server), sizeof server) == 0 &&
+      send(opened, query.data(), query.size(), 0) > 0) {
+    pollfd waiting{opened, POLLIN, 0};
+    if (poll(&waiting, 1, milliseconds) == 1) answered = IsAnswer(message, recv(opened, message, sizeof message, 0));
+  }
+  close(opened);
+  return answered;
 }
 
 }  // namespace
 
-std::string NameOf(pid_t process) {
-  std::ifstream file("/proc/" + std::to_string(process) + "/comm");
-  std::string name;
-  std::getline(file, name);
-  return name;
-}
-
-std::vector<Holder> HoldersOfPort53() {
-  std::set<std::string> inodes;
-  for (const char* const table : {"/proc/net/udp", "/proc/net/udp6", "/proc/net/tcp", "/proc/net/tcp6"})
-    AddSockets(table, inodes);
-  std::vector<Holder> holders;
+std::vector<PortHolder> PortHolders() {
+  std::map<std::string, PortHolder> byNumber;
+  for (const auto& [number, address] : SocketsOnPort()) byNumber[number].address = address;
   std::error_code error;
-  for (fs::directory_iterator entry("/proc", error), end; !error && entry != end; entry.increment(error)) {
-    const std::string number = entry->path().filename();
-    if (number.find_first_not_of("0123456789") != std::string::npos || !HoldsOneOf(entry->path(), inodes)) continue;
-    holders.push_back(Describe(std::stoi(number)));
-  }
+  if (!byNumber.empty())
+    for (const auto& entry : fs::directory_iterator("/proc", error))
+      if (const std::string name = entry.path().filename(); name.find_first_not_of("0123456789") == std::string::npos)
+        FindHolders(name, byNumber);
+  std::vector<PortHolder> holders;
+  for (auto& [number, holder] : byNumber) holders.push_back(std::move(holder));
   return holders;
 }
 
-// Without MATCHQUESTION, an answer from the cache has another identifier; that it comes is all that counts here.
-bool AnswersHere(const std::string& name) {
-  std::uint16_t identifier = 0;
-  if (getrandom(&identifier, sizeof identifier, 0) != sizeof identifier) return false;
-  const std::string query = Query(name, identifier);
-  const int socketHere = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  sockaddr_in here{};
-  here.sin_family = AF_INET;
-  here.sin_port = htons(53);
-  here.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  char answer[4096];
-  pollfd event = {socketHere, POLLIN, 0};
-  const bool answered = socketHere != -1 && !query.empty() &&
-                        connect(socketHere, reinterpret_cast<sockaddr*>(&here), sizeof here) == 0 &&
-                        send(socketHere, query.data(), query.size(), 0) == static_cast<ssize_t>(query.size()) &&
-                        poll(&event, 1, kAnswerMilliseconds) == 1 && recv(socketHere, answer, sizeof answer, 0) > 12;
-  if (socketHere != -1) close(socketHere);
-  return answered;
+bool IsHeldAt(const std::string& address) {
+  for (const auto& [number, held] : SocketsOnPort())
+    if (held == address) return true;
+  return false;
 }
 
-}  // namespace quenvar::resolver
+bool WaitForAnswer(const std::string& address, const std::string& name, std::chrono::milliseconds limit,
+                   bool interruptible) {
+  const auto end = std::chrono::steady_clock::now() + limit;
+  const std::uint32_t server = ReadHostAddress(address).value_or(INADDR_LOOPBACK);
+  const std::string query = Query(name);
+  do {
+    if (AskOnce(server, query, 1000)) return true;
+    usleep(100'000);
+  } while (!(interruptible && Interrupted()) && std::chrono::steady_clock::now() < end);
+  return false;
+}
+
+}  // namespace quenvar

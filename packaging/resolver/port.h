@@ -3,26 +3,30 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <string>
 #include <vector>
 
-namespace quenvar::resolver {
+namespace quenvar {
 
-struct Holder {
-  pid_t process = 0;
-  uid_t user = 0;
-  std::string name;     ///< of the program, as the kernel knows it: at most 15 characters
-  std::string program;  ///< the path of its executable file
-  pid_t parent = 0;
+/// A program with a socket on port 53, UDP or TCP.
+struct PortHolder {
+  std::string address;  ///< dotted decimal text
+  pid_t process = 0;    ///< 0 when it is not known
+  uid_t uid = 0;
+  std::string program;  ///< path of its executable; empty when it is not known
+  std::string parent;   ///< that of the process that has started it
 };
 
-/// The processes that hold UDP or TCP port 53 on any address of this machine.
-std::vector<Holder> HoldersOfPort53();
+/// All that keep Quenvar from opening port 53 of all IPv4 addresses, or are Quenvar itself.
+std::vector<PortHolder> PortHolders();
 
-/// The name of a process.
-std::string NameOf(pid_t process);
+/// Something listens on exactly this address.
+bool IsHeldAt(const std::string& address);
 
-/// Whether a query for `name` that is sent to 127.0.0.1 over UDP gets an answer within two seconds.
-bool AnswersHere(const std::string& name);
+/// Asks the name server at this address for a name until it has given an answer, found or not found. False when the
+/// time is over or, while `interruptible`, an interruption has come.
+bool WaitForAnswer(const std::string& address, const std::string& name, std::chrono::milliseconds limit,
+                   bool interruptible);
 
-}  // namespace quenvar::resolver
+}  // namespace quenvar
