@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "packaging/resolver/command.h"
+#include "packaging/resolver/network_manager.h"
 #include "packaging/resolver/port.h"
 #include "packaging/resolver/program.h"
 #include "packaging/resolver/resolv_conf.h"
@@ -30,8 +31,16 @@ constexpr const char* kAnyName = "example.com";
 
 bool SystemdRuns() { return access("/run/systemd/system", F_OK) == 0; }
 
+// The service's own reload would end and start its dnsmasq each time, whatever has changed.
+bool ReloadConfiguration() {
+  if (!NetworkManagerRuns() || Run({"/usr/bin/nmcli", "general", "reload", "conf"}).Ok()) return true;
+  Complain("nmcli general reload conf has failed.");
+  return false;
+}
+
 bool Notify(const Change& change) {
   if (change.service.empty() || !SystemdRuns()) return true;
+  if (change.verb == kReloadConfiguration) return ReloadConfiguration();
   // Else a service that is started for the sixth time within ten seconds would stay down.
   Run({"/usr/bin/systemctl", "reset-failed", change.service});
   if (Run({"/usr/bin/systemctl", change.verb, change.service}).Ok()) return true;

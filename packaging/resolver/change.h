@@ -9,6 +9,9 @@
 
 namespace quenvar {
 
+/// The verb of a change of NetworkManager's configuration, which systemctl has none for.
+inline constexpr const char* kReloadConfiguration = "reload-configuration";
+
 struct Change {
   enum class Kind {
     File,     ///< `path` goes from `before` to `after`, then `service` takes notice

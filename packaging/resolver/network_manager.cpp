@@ -41,7 +41,7 @@ std::string Servers(const std::vector<std::string>& servers) {
 
 Change DropIn(const std::string& saying, const std::string& content) {
   Change change = FileChange(saying + ", by the file " + kDropIn, kDropIn, RegularFile(kHead + content));
-  change.verb = "try-reload-or-restart";
+  change.verb = kReloadConfiguration;
   change.service = "NetworkManager.service";
   return change;
 }
