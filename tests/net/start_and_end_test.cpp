@@ -15,6 +15,7 @@ TEST_F(Settings, BeginWithTheTemplateTakeTheFilesOfOldOverAndKeepForeignLines) {
   const fs::path old = home_.ProgramFile("DnsIp.dat");
   WriteFile(old, "header\n10.53.0.1,\"Server, 1\", 1 ,120");
   const std::string foreign = "; by hand\n[options]\nColour=red ; text\nno key\n";
+  fs::remove(home_.SettingsFile());
   fs::create_directories(home_.root / "templates");
   WriteFile(home_.root / "templates" / "QUENVAR.INI",
             foreign + "[Other]\nNOCACHE=keep\n[STATISTICS]\nWTIME=123456\nNOTANSWERED=1234.5");
