@@ -123,6 +123,8 @@ TEST_F(ProfileStrings, AFirstStartCopiesTheFirstUsableTemplateAndReplacesNothing
   put("second", "second");
   put("large", std::string(65 * 1024, ';'));
   fs::create_directories(folder / "folder" / "QUENVAR.INI");
+  const fs::path place = fs::current_path();
+  fs::current_path(folder);  // where a relative directory would lead to a template
   // The directories, what is at the path before, what is there afterwards, and how many templates are no good.
   const std::tuple<const char*, const char*, const char*, int> cases[] = {{"@none:@first:@second", "", "first", 0},
                                                                           {"first:@second", "", "second", 0},
@@ -149,6 +151,7 @@ TEST_F(ProfileStrings, AFirstStartCopiesTheFirstUsableTemplateAndReplacesNothing
         fs::exists(path.parent_path()) ? std::distance(fs::directory_iterator(path.parent_path()), {}) : 1;
     EXPECT_EQ(files, 1) << "nothing else is left there";
   }
+  fs::current_path(place);
 }
 
 }  // namespace
