@@ -11,8 +11,8 @@
 #include <random>
 #include <string>
 
+#include "base/program.h"
 #include "cache/answer_cache.h"
-#include "engine/program/startup.h"
 #include "platform/platform.h"
 #include "platform/sqlite/sqlite_record_store.h"
 #include "tests/cache/cache_surroundings.h"

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
+#include "base/program.h"
 #include "base/text.h"
 #include "engine/log/event_log.h"
-#include "engine/program/startup.h"
 #include "platform/files.h"
 #include "platform/message_box.h"
 #include "platform/platform.h"

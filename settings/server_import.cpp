@@ -5,8 +5,8 @@
 #include <string_view>
 
 #include "base/numbers.h"
+#include "base/program.h"
 #include "base/text.h"
-#include "engine/program/startup.h"
 #include "platform/files.h"
 #include "platform/platform.h"
 #include "platform/profile.h"

@@ -6,8 +6,8 @@
 #include <limits>
 
 #include "base/numbers.h"
+#include "base/program.h"
 #include "base/text.h"
-#include "engine/program/startup.h"
 #include "platform/desktop.h"
 #include "platform/files.h"
 #include "platform/http.h"

@@ -1,6 +1,5 @@
 #include "engine/log/event_log.h"
 
-#include "engine/program/window_state.h"
 #include "platform/clock.h"
 #include "platform/platform.h"
 #include "platform/process.h"
@@ -12,6 +11,7 @@ namespace {
 constexpr std::size_t kLongestLog = 20000;
 
 LogView noView;
+bool failuresAreSeen = false;
 
 // The text of the log. Dropping characters at the front only moves a mark, so that a full log costs a line no more than
 // an empty one; the dropped ones go when they have become as many as the log may hold.
@@ -67,8 +67,10 @@ void WriteLog(std::string_view message) {
 
 void WriteFailureToLog(const std::string& message) {
   WriteLog(message);
-  if (!WindowWasShown) platform.process->Report(message);
+  if (!failuresAreSeen) platform.process->Report(message);
 }
+
+void ShowFailuresInLogOnly(bool logOnly) { failuresAreSeen = logOnly; }
 
 void ClearLog() {
   log.Clear();

@@ -21,9 +21,12 @@ extern LogView* logView;
 /// lines are dropped from a log of more than 20000 characters.
 void WriteLog(std::string_view message);
 
-/// WriteLog for a failure: it goes to standard error too as long as the window has never been shown, so that a start
-/// that fails does not end silently.
+/// WriteLog for a failure: it goes to standard error too until ShowFailuresInLogOnly, so that a start that fails does
+/// not end silently.
 void WriteFailureToLog(const std::string& message);
+
+/// The window has been shown: the user can read the log.
+void ShowFailuresInLogOnly(bool logOnly = true);
 
 /// Empties the log.
 void ClearLog();

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 
+#include "base/program.h"
 #include "cache/answer_cache.h"
 #include "engine/host/own_addresses.h"
 #include "engine/log/event_log.h"
@@ -31,10 +32,6 @@
 
 namespace quenvar {
 
-std::string AppPath;
-std::string ProgramVersion;
-std::string HelpFile;
-Boolean16 EngineReady = kFalse;
 Boolean16 StartHidden = kFalse;
 bool SettingsRead = false;
 
@@ -125,7 +122,7 @@ void FailStart(int error) {
 }
 
 int StartService() {
-  ProgramVersion = VersionText();
+  SetProgramVersion(VersionText());
   ResetOwnAddresses();
   if (GetOwnAddresses() == -1) WriteFailureToLog(kNoNetworkLine);
   if (const int error = OpenUdpPorts(); error != 0) return error;
@@ -157,7 +154,7 @@ void StartTimer1() {
 }  // namespace
 
 void Startup() {
-  AppPath = FindAppPath();
+  SetAppPath(FindAppPath());
   ImportServerFile();
   if (!SetMainWindowFont()) return platform.events->Quit(kFailedStart);
   if (platform.process->PreviousInstance()) return platform.events->Quit(0);
@@ -178,9 +175,9 @@ int InitialiseEngine() {
   ChooseAnswerRules();
   LogNameServers();
   platform.process->Randomize();
-  HelpFile = platform.files->InstalledFile("Quenvar.hlp");
+  SetHelpFile(platform.files->InstalledFile("Quenvar.hlp"));
   ServerListChanged = kTrue;
-  EngineReady = kTrue;
+  SetEngineReady(kTrue);
   return 0;
 }
 

@@ -1,20 +1,10 @@
 // The start of the program. Read this first: it names, in their order, the things that the service is made of.
 #pragma once
 
-#include <string>
-
 #include "base/numbers.h"
 
 namespace quenvar {
 
-/// The program directory, ending with a separator: cache database, old server file and help file lie in it.
-extern std::string AppPath;
-/// major.minor.revision
-extern std::string ProgramVersion;
-/// The path of the help file.
-extern std::string HelpFile;
-/// The initialisation of the engine has come to its end.
-extern Boolean16 EngineReady;
 /// The window was left hidden in the tray at start.
 extern Boolean16 StartHidden;
 /// Name servers, counters and options have been loaded.

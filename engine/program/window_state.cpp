@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "engine/log/event_log.h"
 #include "engine/program/main_window_view.h"
 #include "platform/desktop.h"
 #include "platform/platform.h"
@@ -23,6 +24,11 @@ void ExplainHidingWithoutTray() {
   platform.desktop->Notify("Quenvar goes on. Start it once more to see its window.");
 }
 
+void NoteWindowShown() {
+  WindowWasShown = true;
+  ShowFailuresInLogOnly();
+}
+
 void RememberHidden() {
   SavedPage = CurrentPage;
   CurrentPage = kNoPage;
@@ -34,7 +40,7 @@ void RememberHidden() {
 void SetCurrentPage(std::int16_t page) { CurrentPage = page; }
 
 void ShowWindowAtStart() {
-  WindowWasShown = true;
+  NoteWindowShown();
   mainWindow->ShowWindow();
 }
 
@@ -48,7 +54,7 @@ void ToggleWindow() {
     return;
   }
   WindowHidden = false;
-  WindowWasShown = true;
+  NoteWindowShown();
   CurrentPage = SavedPage;
   mainWindow->ShowWindow();
   mainWindow->TabUpdate();

@@ -1,6 +1,7 @@
 // The service without its surroundings: its state as it is before a start, against a fake outside world.
 #pragma once
 
+#include "base/program.h"
 #include "engine/host/own_addresses.h"
 #include "engine/log/event_log.h"
 #include "engine/program/housekeeping.h"
@@ -60,12 +61,14 @@ struct FakeService : FakePlatform {
     correctionDialog = &correction;
     mainWindow = &window;
     tray = &trayIcon;
-    AppPath = "/program/";
-    QuitRequested = QuitConfirmed = EngineReady = StartHidden = kFalse;
+    SetAppPath("/program/");
+    SetEngineReady(kFalse);
+    QuitRequested = QuitConfirmed = StartHidden = kFalse;
     SettingsRead = false;
     ExitStatus = 0;
     CurrentPage = SavedPage = kSystemPage;
     WindowHidden = WindowWasShown = false;
+    ShowFailuresInLogOnly(false);
     HousekeepingTicks = 0;
     PendingCount = 0;
     UpstreamAnswered = false;

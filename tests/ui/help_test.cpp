@@ -9,7 +9,7 @@
 #include <QToolBar>
 #include <filesystem>
 
-#include "engine/program/startup.h"
+#include "base/program.h"
 #include "tests/fakes/application.h"
 #include "ui/parts/context_help.h"
 #include "ui/parts/help_viewer.h"
@@ -19,7 +19,7 @@ namespace {
 
 class Help : public testing::Test {
  protected:
-  Help() { HelpFile = QUENVAR_HELP_FILE; }
+  Help() { SetHelpFile(QUENVAR_HELP_FILE); }
 
   // Asks for help in a window: the page that the viewer then shows.
   std::string Ask(QWidget& asker, int topic) {
@@ -52,7 +52,7 @@ TEST_F(Help, EveryTopicHasItsPage) {
 
 TEST_F(Help, WhatIsNoHelpFileIsNamed) {
   const QTemporaryDir directory;
-  HelpFile = directory.filePath("Quenvar.hlp").toStdString();
+  SetHelpFile(directory.filePath("Quenvar.hlp").toStdString());
   EXPECT_EQ(Ask(window, 1017), "complaint") << "missing";
   std::filesystem::copy_file(QUENVAR_HELP_FILE, HelpFile);
   for (const std::uintmax_t size : {std::filesystem::file_size(HelpFile) / 2, std::uintmax_t{0}}) {

@@ -237,7 +237,7 @@ TEST_F(MainWindow, F1OpensThePagesHelpAndUpdateItsDialog) {
   platform.desktop = &real;
   QtHttpClient http;
   platform.http = &http;
-  HelpFile = QUENVAR_HELP_FILE;
+  SetHelpFile(QUENVAR_HELP_FILE);
   int page = 0;
   for (const char* const file : {"system.html", "server.html", "log.html", "about.html"}) {
     Turn(page++);

@@ -48,8 +48,8 @@ class Update : public Service {
   Update() {
     platform.http = &http;
     platform.files = &disk;
-    AppPath = folder.path().toStdString() + "/";
-    ProgramVersion = "2.0.7";
+    SetAppPath(folder.path().toStdString() + "/");
+    SetProgramVersion("2.0.7");
     UpdateServer = server.Url("");
   }
 

@@ -4,7 +4,7 @@
 #include <QPointer>
 #include <QVariant>
 
-#include "engine/program/startup.h"
+#include "base/program.h"
 #include "ui/parts/help_viewer.h"
 
 namespace quenvar {
