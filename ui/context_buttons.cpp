@@ -1,6 +1,5 @@
 #include "ui/context_buttons.h"
 
-#include <QKeyEvent>
 #include <utility>
 
 #include "cache/answer_cache.h"
@@ -21,27 +20,9 @@ namespace {
 constexpr std::array<int, 7> kLefts = {120, 1080, 2040, 3000, 4920, 5880, 6840};
 constexpr int kTop = 4440;
 constexpr int kSide = 795;
-constexpr int kPictureSide = 32;
 constexpr int kContextButtons = 4;
 
 }  // namespace
-
-PictureButton::PictureButton(QWidget* parent) : QToolButton(parent) {
-  setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
-  setIconSize(QSize(kPictureSide, kPictureSide));
-}
-
-void PictureButton::SetUp(const QString& caption, PictureName picture, std::function<void()> action) {
-  setText(caption);
-  setAccessibleName(QString(caption).remove('&'));
-  setIcon(Picture(picture));
-  action_ = std::move(action);
-}
-
-void PictureButton::keyPressEvent(QKeyEvent* event) {
-  if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) return click();
-  QToolButton::keyPressEvent(event);
-}
 
 ContextButtonBar::ContextButtonBar(QWidget* client, std::function<void()> openUpdate,
                                    const std::function<void()>& afterAction)

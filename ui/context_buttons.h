@@ -1,28 +1,12 @@
 #pragma once
 
-#include <QToolButton>
 #include <array>
 #include <cstdint>
 #include <functional>
 
-#include "ui/parts/pictures.h"
+#include "ui/parts/picture_button.h"
 
 namespace quenvar {
-
-/// A square button with a picture above its caption.
-class PictureButton : public QToolButton {
- public:
-  explicit PictureButton(QWidget* parent);
-
-  void SetUp(const QString& caption, PictureName picture, std::function<void()> action);
-  void Act() { action_(); }
-
- protected:
-  void keyPressEvent(QKeyEvent* event) override;
-
- private:
-  std::function<void()> action_;
-};
 
 /// The seven buttons b1 to b7 below the pages. What the first ones do depends on the page.
 class ContextButtonBar {

@@ -6,8 +6,8 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 
-#include "ui/context_buttons.h"
 #include "ui/parts/link_label.h"
+#include "ui/parts/picture_button.h"
 #include "ui/parts/share_bar.h"
 #include "update/update_check.h"
 
