@@ -68,7 +68,7 @@ void QtDesktop::AskProxyServer(std::function<void(const std::string& setting)> a
   std::thread(lookUp, std::move(promise)).detach();
 }
 
-// Through the desktop's own service (Desktop Notifications Specification).
+// Through the desktop's own service (org.freedesktop.Notifications).
 void QtDesktop::Notify(const std::string& text) {
   const char* const service = "org.freedesktop.Notifications";
   QDBusMessage call = QDBusMessage::createMethodCall(service, "/org/freedesktop/Notifications", service, "Notify");
