@@ -49,10 +49,12 @@ void AddLine(QWidget* client, int top, QPalette::ColorRole color) {
   line->setAutoFillBackground(true);
 }
 
+constexpr const char* kToken = "XDG_ACTIVATION_TOKEN";
+
+bool IsOnWayland() { return QGuiApplication::platformName().startsWith("wayland"); }
+
 // A Wayland compositor lets no window come to the front by itself without a token.
-bool NeedsToComeUpAnew() {
-  return QGuiApplication::platformName().startsWith("wayland") && qEnvironmentVariableIsEmpty("XDG_ACTIVATION_TOKEN");
-}
+bool NeedsToComeUpAnew() { return IsOnWayland() && qEnvironmentVariableIsEmpty(kToken); }
 
 }  // namespace
 
@@ -172,6 +174,10 @@ void Quenvar_Mainform::ShowWindow() {
   activateWindow();
   if (focus_) focus_->setFocus();
   focus_ = nullptr;
+  // The toolkit takes a token away that it has used. Where it is left, the compositor knows no tokens.
+  if (!IsOnWayland() || !qEnvironmentVariableIsSet(kToken)) return;
+  qunsetenv(kToken);
+  ShowWindow();
 }
 
 // What is typed into a cell is not left behind.
